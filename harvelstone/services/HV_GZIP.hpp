@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace harvelstone {
+
+/// Compression of request bodies.
+class HV_GZIP {
+  public:
+    /// The bytes as one gzip stream (RFC 1952), without name and time. Raises platform::Exception when there is no
+    /// memory.
+    std::string gzippedData(std::string_view bytes) const;
+};
+
+}  // namespace harvelstone

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "harvelstone/platform/Value.hpp"
+
+namespace harvelstone {
+
+class QueueState;
+
+/// A persistent queue of records in the file named after it: framed records behind a header, laid out byte by byte in
+/// docs/storage.md.
+///
+/// `add` makes the record durable before it returns. A torn tail, left by a crash in the middle of an `add` that never
+/// returned, is cut off at the next open; a damaged frame in the middle loses that frame alone and is reported in the
+/// log. What `pop` returned is gone for every reader of the process at once, and consumed on disk when the public
+/// operation around it ends (see StorageBatch). Objects on one queue may be used from any threads and processes.
+class QueueFile {
+  public:
+    /// Opens or makes the queue. A name that cannot be a file name raises platform::InvalidArgumentException; a file
+    /// that cannot be made does not raise, a line is logged, and the next `add` tries again.
+    explicit QueueFile(const std::string& queueName);
+    ~QueueFile();
+    QueueFile(const QueueFile&) = delete;
+    QueueFile& operator=(const QueueFile&) = delete;
+
+    /// Appends the record. A record nested deeper than `maximumNestingDepth` or longer than the frame limit raises
+    /// platform::InvalidArgumentException. When the disk is full or fails, the record is kept in memory and written
+    /// before the next one; one line is logged.
+    void add(const Dictionary& record);
+
+    /// Removes and returns the next record in the order of adding; absent when the queue is empty.
+    std::optional<Dictionary> pop();
+
+  private:
+    std::shared_ptr<QueueState> state_;
+};
+
+}  // namespace harvelstone

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <memory>
+
+namespace harvelstone {
+
+class NamedMap;
+class QueueState;
+
+/// A scope that collects the puts of one public operation on this thread.
+///
+/// Inside it a put is visible to every thread at once but not yet on disk, and a popped record is gone for every reader
+/// but not yet consumed on disk. When the outermost scope ends, by return or by exception, every touched map is
+/// committed once, in the order of the last put; then the folder is synced; only then is the consumption of queue
+/// records made durable. So a crash at any point neither loses a record nor brings it twice.
+///
+/// Scopes nest; the outermost counts. A put outside any scope is a scope of its own.
+class StorageBatch {
+  public:
+    StorageBatch();
+    ~StorageBatch();
+    StorageBatch(const StorageBatch&) = delete;
+    StorageBatch& operator=(const StorageBatch&) = delete;
+
+    /// Ends the collected work now; the scope goes on empty.
+    void commit();
+
+  private:
+    bool isOutermost_;
+};
+
+/// What stores say to the batch of this thread. Each is called within a scope.
+namespace storage_batch {
+
+/// The map was changed: it takes the last place in the order of commits.
+void touch(const std::shared_ptr<NamedMap>& map);
+/// Records of the queue were popped.
+void consume(const std::shared_ptr<QueueState>& queue);
+
+}  // namespace storage_batch
+
+}  // namespace harvelstone

@@ -1,0 +1,134 @@
+#pragma once
+
+// The one table of names and texts: the accessors, their list and the command that prints them are made from it.
+// A text is a key of the uploaded documents or part of a file's name, so a released one never changes.
+// PARAM_IS_WEEKELY_US is spelled so on purpose, as it has always been.
+
+// clang-format off
+#define HARVELSTONE_STATIC_VALUES(X) \
+    X(DOCUMENT_DB_NAME, "DocumentDB") \
+    X(GOAL_FILE_PREFIX, "goal_") \
+    X(PAGES_FILE_PREFIX, "pages_") \
+    X(CLICK_FILE_PREFIX, "click_") \
+    X(REVENUE_FILE_PREFIX, "revenue_") \
+    X(PUSH_FILE_PREFIX, "push_") \
+    X(EVENT_FILE_PREFIX, "event_") \
+    X(CAMPAIGN_FILE_PREFIX, "campaign_") \
+    X(CREATE_TIME, "create_time") \
+    X(RETRY_COUNT, "retry_count") \
+    X(IS_INSTALL_REFERRER_SET, "install_referrer_set") \
+    X(VISIT_NEW_SERVER_TIME, "visit_new_server_time") \
+    X(APP_OPEN_FLAG, "app_open") \
+    X(EXPIRE_TIME_DAILY, "expire_time_daily") \
+    X(EXPIRE_TIME_WEEKLY, "expire_time_weekly") \
+    X(EXPIRE_TIME_MONTHLY, "expire_time_monthly") \
+    X(EXPIRE_TIME_WEEKLY_MS, "expire_time_weekly_user") \
+    X(PARAM_ADVID, "adv_id") \
+    X(PARAM_ADVID_FLAG, "adv_id_flag") \
+    X(PARAM_AGE, "age") \
+    X(PARAM_AK, "app_key") \
+    X(PARAM_AP_VR, "app_version") \
+    X(PARAM_CNTR, "country") \
+    X(PARAM_CONV_TP, "conversion_type") \
+    X(PARAM_CS_P_V, "page_views") \
+    X(PARAM_DEBUG, "debug") \
+    X(PARAM_FB_SOURCE, "fb_source") \
+    X(PARAM_G, "g") \
+    X(PARAM_GCLID, "gclid") \
+    X(PARAM_GENDER, "gender") \
+    X(PARAM_IAT_AFFILIATE, "install_affiliate") \
+    X(PARAM_IAT_AFFILIATE_SUB, "install_affiliate_sub") \
+    X(PARAM_IAT_CAMPAIGN, "install_campaign") \
+    X(PARAM_IAT_KWD, "install_keyword") \
+    X(PARAM_IAT_MEDIUM, "install_medium") \
+    X(PARAM_IAT_SOURCE, "install_source") \
+    X(PARAM_ICMP, "internal_campaign") \
+    X(PARAM_ICMP_TRACE, "internal_campaign_trace") \
+    X(PARAM_IMEI, "imei") \
+    X(PARAM_INSTALL_DATE, "install_date") \
+    X(PARAM_INSTALL_TIMEMILLIS, "install_time_millis") \
+    X(PARAM_IS_UNI_VT, "unique_visit") \
+    X(PARAM_IS_WEEKELY_US, "weekly_unique_user") \
+    X(PARAM_LNG, "language") \
+    X(PARAM_LTRVNC, "lifetime_revenue_count") \
+    X(PARAM_LTRVNI, "lifetime_revenue_interval") \
+    X(PARAM_LTVI, "lifetime_visit_interval") \
+    X(PARAM_LTVT, "lifetime_visits") \
+    X(PARAM_MACHINE, "machine") \
+    X(PARAM_MAT_AFFILIATE, "affiliate") \
+    X(PARAM_MAT_AFFILIATE_SUB, "affiliate_sub") \
+    X(PARAM_MAT_CAMPAIGN, "campaign") \
+    X(PARAM_MAT_CAMPAIGN_TRACE, "campaign_trace") \
+    X(PARAM_MAT_KWD, "keyword") \
+    X(PARAM_MAT_MEDIUM, "medium") \
+    X(PARAM_MAT_SOURCE, "source") \
+    X(PARAM_MAT_SOURCE_TRACE, "source_trace") \
+    X(PARAM_MAT_UPDATE_SID, "attribution_update_sid") \
+    X(PARAM_MAT_UPDATE_TIME, "attribution_update_time") \
+    X(PARAM_MBR, "member") \
+    X(PARAM_MBR_CD, "member_code") \
+    X(PARAM_MBR_LVL, "member_level") \
+    X(PARAM_MVT1, "mvt1") \
+    X(PARAM_MVT2, "mvt2") \
+    X(PARAM_MVT3, "mvt3") \
+    X(PARAM_NAME, "name") \
+    X(PARAM_OS, "os") \
+    X(PARAM_PDTK, "push_device_token") \
+    X(PARAM_PFNO, "platform_number") \
+    X(PARAM_PNC, "product_code") \
+    X(PARAM_PNC_NM, "product_name") \
+    X(PARAM_PNG, "product_category") \
+    X(PARAM_PNG_NM, "product_category_name") \
+    X(PARAM_PROFILE_ID, "profile_id") \
+    X(PARAM_PUSH_MESSAGE_KEY, "push_message_key") \
+    X(PARAM_RECENT_VISIT_PTM, "recent_visit_time") \
+    X(PARAM_REFERER, "referer") \
+    X(PARAM_RESPONSE_TP, "response_type") \
+    X(PARAM_SDK_VERSION, "sdk_version") \
+    X(PARAM_SID, "sid") \
+    X(PARAM_SLOT_NO, "slot_no") \
+    X(PARAM_SR, "screen_resolution") \
+    X(PARAM_TEL_COM, "carrier") \
+    X(PARAM_TYPE, "type") \
+    X(PARAM_TZ, "time_zone") \
+    X(PARAM_UD_RVNC, "return_revenues") \
+    X(PARAM_UD_VT, "return_visits") \
+    X(PARAM_USER_ID, "user_id") \
+    X(PARAM_UTM_CAMPAIGN, "utm_campaign") \
+    X(PARAM_UTM_CONTENT, "utm_content") \
+    X(PARAM_UTM_MEDIUM, "utm_medium") \
+    X(PARAM_UTM_SOURCE, "utm_source") \
+    X(PARAM_UTM_TERM, "utm_term") \
+    X(PARAM_UUID, "uuid") \
+    X(PARAM_UVP1, "uvp1") \
+    X(PARAM_UVP2, "uvp2") \
+    X(PARAM_UVP3, "uvp3") \
+    X(PARAM_UVP4, "uvp4") \
+    X(PARAM_UVP5, "uvp5") \
+    X(PARAM_VALUE, "value") \
+    X(PARAM_VENID, "vendor_id") \
+    X(PARAM_VISIT_NEW, "visit_new") \
+    X(PARAM_VS, "visit_seconds") \
+    X(PARAM_VT_TZ, "visit_time") \
+    X(PARAM_WA_AD, "wa_ad") \
+    X(PARAM_WA_APP, "wa_app") \
+    X(PARAM_WA_CAMPAIGN, "wa_campaign") \
+    X(PARAM_WA_CLASSIFICATION, "wa_classification") \
+    X(PARAM_WA_KEYWORD, "wa_keyword") \
+    X(PARAM_WA_LOCATION, "wa_location") \
+    X(PARAM_WA_SOURCE, "wa_source") \
+    X(PARAM_WIFI_TP, "connection_type") \
+    X(SAR_INFO, "sar_info") \
+    X(HV_SOURCE_UPDATE_TIME, "source_update_time") \
+    X(HV_SOURCE_UPDATE_SID, "source_update_sid") \
+    X(HV_SOURCE_CLICK_TIME, "source_click_time")
+
+#define HARVELSTONE_TRACK_TYPES(X) \
+    X(TYPE_SESSION, "session") \
+    X(TYPE_POSTBACK, "postback") \
+    X(TYPE_GOAL, "goal") \
+    X(TYPE_PAGES, "pages") \
+    X(TYPE_CLICK, "click") \
+    X(TYPE_REVENUE, "revenue") \
+    X(TYPE_PUSH, "push")
+// clang-format on
