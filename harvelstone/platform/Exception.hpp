@@ -3,6 +3,7 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace harvelstone::platform {
@@ -12,6 +13,8 @@ namespace harvelstone::platform {
 class Exception : public std::exception {
   public:
     explicit Exception(std::string reason) : Exception("Exception", std::move(reason)) {}
+    Exception(const Exception&) noexcept = default;  // and no move, which would leave an exception without content
+    Exception& operator=(const Exception&) noexcept = default;
 
     /// The kind in one word, for example "InvalidArgumentException".
     const std::string& name() const noexcept { return content_->name; }

@@ -1,0 +1,223 @@
+#include "harvelstone/platform/Json.hpp"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <fmt/format.h>
+#include <simdjson.h>
+#include <utility>
+
+#include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/Utf8.hpp"
+
+namespace harvelstone::platform {
+namespace {
+
+namespace ondemand = simdjson::ondemand;
+
+/// The text as the one element of a list: simdjson's handling of a scalar that stands alone has holes. Behind it is the
+/// room that simdjson may read.
+std::string inBrackets(std::string_view text) {
+    std::string bracketed;
+    bracketed.reserve(text.size() + 2 + simdjson::SIMDJSON_PADDING);
+    bracketed.append("[").append(text).append("]").append(simdjson::SIMDJSON_PADDING, ' ');
+    return bracketed;
+}
+
+/// Turns what simdjson finds in the text into values. Each step answers false for a text that does not parse.
+class Reader {
+  public:
+    explicit Reader(std::size_t depthLimit) : depthLimit_(depthLimit) {}
+
+    bool read(ondemand::array array, List& list) {
+        for (auto result : array) {
+            ondemand::value source;
+            if (result.get(source) != simdjson::SUCCESS || !read(source, list.emplace_back())) return false;
+        }
+        return true;
+    }
+
+  private:
+    bool read(ondemand::value& source, Value& value) {
+        ondemand::json_type type{};
+        if (source.type().get(type) != simdjson::SUCCESS) return false;
+        switch (type) {
+            case ondemand::json_type::array:
+                return readContainer<List>(source.get_array(), value);
+            case ondemand::json_type::object:
+                return readContainer<Dictionary>(source.get_object(), value);
+            case ondemand::json_type::number:
+                // What is no 64-bit integer is a double; simdjson refuses a number that overflows one.
+                return readScalar(source.get_int64(), value) || readScalar(source.get_double(), value);
+            case ondemand::json_type::string:
+                return readScalar(source.get_string(), value);
+            case ondemand::json_type::boolean:
+                return readScalar(source.get_bool(), value);
+            case ondemand::json_type::null:
+                return isNull(source.is_null());
+        }
+        return false;
+    }
+
+    template <typename Scalar>
+    static bool readScalar(simdjson::simdjson_result<Scalar> result, Value& value) {
+        Scalar scalar{};
+        if (std::move(result).get(scalar) != simdjson::SUCCESS) return false;
+        value = Value(scalar);
+        return true;
+    }
+
+    static bool isNull(simdjson::simdjson_result<bool> result) {
+        bool isNull = false;
+        return std::move(result).get(isNull) == simdjson::SUCCESS && isNull;
+    }
+
+    template <typename Container, typename Source>
+    bool readContainer(simdjson::simdjson_result<Source> result, Value& value) {
+        Source source;
+        if (depth_ == depthLimit_ || std::move(result).get(source) != simdjson::SUCCESS) return false;
+        ++depth_;
+        Container container;
+        if (!read(source, container)) return false;
+        --depth_;
+        value = Value(std::move(container));
+        return true;
+    }
+
+    bool read(ondemand::object object, Dictionary& dictionary) {
+        for (auto field : object) {
+            std::string_view key;
+            if (field.unescaped_key().get(key) != simdjson::SUCCESS) return false;
+            auto& value = dictionary[std::string(key)];
+            value = Value();  // the key may have stood before
+            ondemand::value source;
+            if (field.value().get(source) != simdjson::SUCCESS || !read(source, value)) return false;
+        }
+        return true;
+    }
+
+    std::size_t depthLimit_;
+    std::size_t depth_ = 0;
+};
+
+/// Appends values to a text.
+class Writer {
+  public:
+    void write(const Value& value) {
+        if (const auto* text = value.string()) return writeText(*text);
+        if (const auto* dictionary = value.dictionary()) return write(*dictionary);
+        if (const auto* list = value.list()) return write(*list);
+        if (value.isNumber()) return writeNumber(value);
+        const auto* flag = value.boolean();
+        text_ += flag == nullptr ? "null" : *flag ? "true" : "false";
+    }
+
+    void write(const Dictionary& dictionary) {
+        text_ += '{';
+        const char* separator = "";
+        for (const auto& [key, value] : dictionary) {
+            text_ += std::exchange(separator, ",");
+            isValidUtf8(key) ? writeText(key) : writeText(repairedUtf8(key));
+            text_ += ':';
+            write(value);
+        }
+        text_ += '}';
+    }
+
+    std::string takeText() { return std::move(text_); }
+
+  private:
+    void write(const List& list) {
+        text_ += '[';
+        const char* separator = "";
+        for (const auto& value : list) {
+            text_ += std::exchange(separator, ",");
+            write(value);
+        }
+        text_ += ']';
+    }
+
+    void writeText(std::string_view text) {
+        text_ += '"';
+        std::size_t written = 0;
+        for (std::size_t index = 0; index < text.size(); ++index) {
+            const auto character = text[index];
+            if (static_cast<unsigned char>(character) >= ' ' && character != '"' && character != '\\') continue;
+            text_.append(text, written, index - written);
+            writeEscape(character);
+            written = index + 1;
+        }
+        text_.append(text, written);
+        text_ += '"';
+    }
+
+    void writeEscape(char character) {
+        constexpr std::string_view named = "\"\\\b\f\n\r\t";
+        constexpr std::string_view names = "\"\\bfnrt";
+        const auto index = named.find(character);
+        if (index == std::string_view::npos) {
+            text_ += fmt::format("\\u{:04x}", static_cast<unsigned>(character));
+        } else {
+            text_ += '\\';
+            text_ += names[index];
+        }
+    }
+
+    void writeNumber(const Value& number) {
+        std::array<char, 32> buffer{};  // the longest number takes 24
+        auto* const end = buffer.data() + buffer.size();
+        const auto result = number.isInteger() ? std::to_chars(buffer.data(), end, number.integerValue())
+                                               : std::to_chars(buffer.data(), end, number.doubleValue());
+        const std::string_view digits(buffer.data(), static_cast<std::size_t>(result.ptr - buffer.data()));
+        text_ += digits;
+        if (number.isDouble() && digits.find_first_of(".e") == std::string_view::npos) text_ += ".0";
+    }
+
+    std::string text_;
+};
+
+template <typename Content>
+std::string textOf(const Content& content) {
+    Writer writer;
+    writer.write(content);
+    return writer.takeText();
+}
+
+}  // namespace
+
+std::optional<Value> parseJson(std::string_view text, std::size_t depthLimit) {
+    constexpr std::size_t levelsOfSimdjson = 3;  // of the document, the brackets and a scalar
+    const auto padded = inBrackets(text);
+    const auto bracketed = std::string_view(padded).substr(0, text.size() + 2);
+    ondemand::parser parser;
+    ondemand::document document;
+    ondemand::array array;
+    if (parser.allocate(bracketed.size(), depthLimit + levelsOfSimdjson) != simdjson::SUCCESS) return std::nullopt;
+    if (parser.iterate(bracketed, padded.size()).get(document) != simdjson::SUCCESS) return std::nullopt;
+    if (document.get_array().get(array) != simdjson::SUCCESS) return std::nullopt;
+    List values;
+    const bool isWhole =
+        Reader(depthLimit).read(array, values) && document.current_location().error() == simdjson::OUT_OF_BOUNDS;
+    if (!isWhole || values.size() != 1) return std::nullopt;
+    return std::move(values.front());
+}
+
+std::optional<Value> parseJsonBody(const std::optional<std::string>& body) {
+    if (!body) throw InvalidArgumentException("the reply has no body");
+    return parseJson(*body);
+}
+
+std::string jsonText(const Value& value) { return textOf(value); }
+
+std::string jsonText(const Dictionary& dictionary) { return textOf(dictionary); }
+
+std::optional<std::string> serializeJson(const Dictionary& payload, std::string& error) {
+    std::size_t depth = 0;
+    for (const auto& member : payload) depth = std::max(depth, nestingDepth(member.second));
+    if (depth < jsonDepthLimit) return jsonText(payload);
+    error = fmt::format("the payload is nested deeper than {} containers", jsonDepthLimit);
+    return std::nullopt;
+}
+
+}  // namespace harvelstone::platform

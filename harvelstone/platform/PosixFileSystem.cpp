@@ -1,0 +1,225 @@
+// The POSIX file system: every system call that the stores and housekeeping make. Our files are regular files; a
+// symbolic link, a pipe or a device in place of one is refused and never waited for. Any thread.
+#include <cerrno>
+#include <cstdio>
+#include <dirent.h>
+#include <fcntl.h>
+#include <filesystem>
+#include <string_view>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+#include "harvelstone/platform/FileSystem.hpp"
+
+namespace harvelstone::platform {
+namespace {
+
+constexpr mode_t ourFiles = 0600;
+constexpr mode_t ourFolders = 0700;
+
+std::error_code lastError() { return {errno, std::generic_category()}; }
+
+/// Makes a system call, again and again while a signal interrupts it.
+template <typename Call>
+auto retried(Call call) {
+    for (;;) {
+        const auto result = call();
+        if (result >= 0 || errno != EINTR) return result;
+    }
+}
+
+template <typename Call>
+Result<void> attempted(Call call) {
+    if (retried(call) < 0) return lastError();
+    return {};
+}
+
+/// An open file's number.
+class Descriptor {
+  public:
+    explicit Descriptor(int number) : number_(number) {}
+    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    Descriptor& operator=(Descriptor&&) = delete;
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (number_ >= 0) close(number_);  // not repeated when interrupted: Linux has closed it then, too
+    }
+
+    bool isOpen() const { return number_ >= 0; }
+    int operator*() const { return number_; }
+
+  private:
+    int number_;
+};
+
+class PosixFile final : public File {
+  public:
+    explicit PosixFile(Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
+
+    Result<std::size_t> read(std::span<std::byte> buffer, std::uint64_t offset) override {
+        std::size_t done = 0;
+        while (done < buffer.size()) {
+            const auto rest = buffer.subspan(done);
+            const auto position = static_cast<off_t>(offset + done);
+            const auto count = retried([&] { return pread(*descriptor_, rest.data(), rest.size(), position); });
+            if (count < 0) return lastError();
+            if (count == 0) break;
+            done += static_cast<std::size_t>(count);
+        }
+        return done;
+    }
+
+    Result<void> append(std::span<const std::byte> bytes) override {
+        while (!bytes.empty()) {
+            const auto count = retried([&] { return write(*descriptor_, bytes.data(), bytes.size()); });
+            if (count < 0) return lastError();
+            if (count == 0) return std::make_error_code(std::errc::io_error);
+            bytes = bytes.subspan(static_cast<std::size_t>(count));
+        }
+        return {};
+    }
+
+    Result<void> sync() override {
+        return attempted([this] { return fdatasync(*descriptor_); });
+    }
+
+    Result<void> truncate(std::uint64_t size) override {
+        return attempted([&] { return ftruncate(*descriptor_, static_cast<off_t>(size)); });
+    }
+
+    Result<std::uint64_t> size() override {
+        struct stat status {};
+        if (fstat(*descriptor_, &status) < 0) return lastError();
+        return static_cast<std::uint64_t>(status.st_size);
+    }
+
+    Result<void> lock() override {
+        return attempted([this] { return flock(*descriptor_, LOCK_EX); });
+    }
+
+    Result<void> unlock() override {
+        return attempted([this] { return flock(*descriptor_, LOCK_UN); });
+    }
+
+  private:
+    Descriptor descriptor_;
+};
+
+int flagsOf(OpenMode mode) {
+    // Without O_NONBLOCK, opening a pipe that stands in place of our file would wait for its other end.
+    constexpr int always = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+    switch (mode) {
+        case OpenMode::Read:
+            return always | O_RDONLY;
+        case OpenMode::Append:
+            return always | O_RDWR | O_APPEND;
+        case OpenMode::Create:
+            return always | O_RDWR | O_APPEND | O_CREAT | O_EXCL;
+        case OpenMode::Replace:
+            return always | O_RDWR | O_APPEND | O_CREAT | O_TRUNC;
+    }
+    return always;
+}
+
+Result<void> checkRegular(int descriptor) {
+    struct stat status {};
+    if (fstat(descriptor, &status) < 0) return lastError();
+    if (S_ISREG(status.st_mode)) return {};
+    return std::make_error_code(S_ISDIR(status.st_mode) ? std::errc::is_a_directory : std::errc::not_supported);
+}
+
+bool isFolder(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+Result<void> makeOneFolder(const std::string& path) {
+    if (mkdir(path.c_str(), ourFolders) == 0) return {};
+    const auto error = lastError();
+    if (isFolder(path)) return {};  // asked last: a parent that we may not write into answers EACCES, not EEXIST
+    if (error == std::errc::file_exists) return std::make_error_code(std::errc::not_a_directory);
+    return error;
+}
+
+/// The folder that the entry lies in, with a slash at the end.
+std::string parentFolder(std::string_view path) {
+    while (path.ends_with('/')) path.remove_suffix(1);
+    const auto slash = path.rfind('/');
+    return slash == std::string_view::npos ? "./" : std::string(path.substr(0, slash + 1));
+}
+
+struct CloseFolder {
+    void operator()(DIR* folder) const { closedir(folder); }
+};
+
+}  // namespace
+
+Result<std::unique_ptr<File>> PosixFileSystem::open(const std::string& path, OpenMode mode) {
+    Descriptor descriptor(retried([&] { return ::open(path.c_str(), flagsOf(mode), ourFiles); }));
+    if (!descriptor.isOpen()) return lastError();
+    if (const auto regular = checkRegular(*descriptor); !regular) return regular.error();
+    if (mode == OpenMode::Replace && fchmod(*descriptor, ourFiles) < 0) return lastError();
+    return std::unique_ptr<File>(std::make_unique<PosixFile>(std::move(descriptor)));
+}
+
+Result<void> PosixFileSystem::rename(const std::string& from, const std::string& to) {
+    return attempted([&] { return ::rename(from.c_str(), to.c_str()); });
+}
+
+Result<void> PosixFileSystem::remove(const std::string& path) {
+    const auto removed = attempted([&] { return unlink(path.c_str()); });
+    if (removed || removed.error() != std::errc::is_a_directory) return removed;
+    std::error_code error;
+    std::filesystem::remove_all(path, error);
+    return error;
+}
+
+Result<std::vector<std::string>> PosixFileSystem::list(const std::string& folder) {
+    const std::unique_ptr<DIR, CloseFolder> entries(opendir(folder.c_str()));
+    if (!entries) return lastError();
+    std::vector<std::string> names;
+    for (;;) {
+        errno = 0;
+        const auto* entry = readdir(entries.get());
+        if (!entry) break;
+        std::string name = static_cast<const char*>(entry->d_name);
+        if (name != "." && name != "..") names.push_back(std::move(name));
+    }
+    if (errno != 0) return lastError();
+    return names;
+}
+
+Result<FileAttributes> PosixFileSystem::attributes(const std::string& path) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) < 0) return lastError();
+    const auto& modified = status.st_mtim;
+    return FileAttributes{static_cast<double>(modified.tv_sec) + static_cast<double>(modified.tv_nsec) * 1e-9,
+                          static_cast<std::uint64_t>(status.st_size)};
+}
+
+bool PosixFileSystem::exists(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0;  // a link that leads nowhere is an entry, too, and can be removed
+}
+
+bool PosixFileSystem::isDeletable(const std::string& path) {
+    return faccessat(AT_FDCWD, parentFolder(path).c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+}
+
+Result<void> PosixFileSystem::makeFolder(const std::string& path) {
+    for (auto end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1)) {
+        if (const auto made = makeOneFolder(path.substr(0, end)); !made) return made;
+    }
+    return makeOneFolder(path);
+}
+
+Result<void> PosixFileSystem::syncFolder(const std::string& path) {
+    const Descriptor folder(retried([&] { return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    if (!folder.isOpen()) return lastError();
+    return attempted([&] { return fsync(*folder); });
+}
+
+}  // namespace harvelstone::platform

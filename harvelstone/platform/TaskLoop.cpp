@@ -1,0 +1,84 @@
+#include "harvelstone/platform/TaskLoop.hpp"
+
+#include <algorithm>
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/post.hpp>
+#include <asio/steady_timer.hpp>
+#include <chrono>
+#include <exception>
+#include <fmt/format.h>
+#include <string_view>
+#include <utility>
+
+#include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/Platform.hpp"
+
+namespace harvelstone::platform {
+namespace {
+
+// Some thirty years: far beyond any delay of ours, and still within the clock's range when added to now.
+constexpr Seconds longestDelay{1e9};
+
+/// Rounded up, so that a timer is never early.
+std::chrono::steady_clock::time_point after(Seconds delay) {
+    const auto bounded = delay > Seconds::zero() ? std::min(delay, longestDelay) : Seconds::zero();
+    return std::chrono::steady_clock::now() + std::chrono::ceil<std::chrono::steady_clock::duration>(bounded);
+}
+
+void logDropped(std::string_view what) {
+    Platform::current().log->platformLine(fmt::format("harvelstone: a task raised an exception, dropped: {}", what));
+}
+
+void runGuarded(const Task& task) {
+    try {
+        task();
+    } catch (const Exception& exception) {
+        logDropped(exception.name() + ": " + exception.reason());
+    } catch (const std::exception& exception) {
+        logDropped(exception.what());
+    } catch (...) {
+        logDropped("of an unknown kind");
+    }
+}
+
+}  // namespace
+
+struct TaskLoop::Context {
+    asio::io_context io;
+};
+
+TaskLoop::TaskLoop() : context_(std::make_unique<Context>()) {}
+
+TaskLoop::~TaskLoop() = default;
+
+void TaskLoop::post(Task task) {
+    asio::post(context_->io, [task = std::move(task)] { runGuarded(task); });
+}
+
+void TaskLoop::callAfter(Seconds delay, Task task) {
+    auto timer = std::make_shared<asio::steady_timer>(context_->io, after(delay));
+    auto& waiting = *timer;
+    waiting.async_wait([timer = std::move(timer), task = std::move(task)](const auto&) { runGuarded(task); });
+}
+
+void TaskLoop::runReady() {
+    context_->io.restart();
+    context_->io.poll();
+}
+
+void TaskLoop::runFor(Seconds time) {
+    const auto end = after(time);
+    context_->io.restart();
+    const auto waitsForMore = asio::make_work_guard(context_->io);
+    context_->io.run_until(end);
+}
+
+void TaskLoop::runUntilIdle() {
+    context_->io.restart();
+    context_->io.run();
+}
+
+void TaskLoop::stop() { context_->io.stop(); }
+
+}  // namespace harvelstone::platform

@@ -1,0 +1,169 @@
+#include "harvelstone/platform/WorkerThreads.hpp"
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <mutex>
+#include <pthread.h>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "harvelstone/platform/BlockedSignals.hpp"
+#include "harvelstone/platform/Platform.hpp"
+#include "harvelstone/platform/TaskLoop.hpp"
+
+namespace harvelstone::platform {
+
+/// The threads, and the queues that wait for one.
+class WorkerThreads::Crew final : public std::enable_shared_from_this<Crew> {
+  public:
+    explicit Crew(Seconds idleTime) : idleTime_(idleTime) {}
+
+    void serve(std::shared_ptr<OperationQueue> queue);
+    std::size_t threadCount() const;
+
+  private:
+    std::error_code makeThread();
+    void work();
+    std::shared_ptr<OperationQueue> nextQueue();
+
+    const Seconds idleTime_;
+    mutable std::mutex mutex_;
+    std::condition_variable queueCame_;
+    std::deque<std::shared_ptr<OperationQueue>> waiting_;
+    std::size_t threads_ = 0;
+    std::size_t freeThreads_ = 0;
+};
+
+/// A run loop that asks the crew for a thread when its first task comes, and gives the thread back after its last.
+class WorkerThreads::OperationQueue final : public RunLoop, public std::enable_shared_from_this<OperationQueue> {
+  public:
+    explicit OperationQueue(std::shared_ptr<Crew> crew) : crew_(std::move(crew)) {}
+
+    void post(Task task) override {
+        expectTask();
+        tasks_.post(counted(std::move(task)));
+        askForThread();
+    }
+
+    void callAfter(Seconds delay, Task task) override {
+        expectTask();
+        tasks_.callAfter(delay, counted(std::move(task)));
+        askForThread();
+    }
+
+    /// On a worker: runs until no task and no timer is left.
+    void run() {
+        const Running running(shared_from_this());
+        do {
+            tasks_.runUntilIdle();
+        } while (!givesThreadBack());
+    }
+
+  private:
+    /// Counts itself as done when it has run, even if it raised.
+    Task counted(Task task) {
+        return [this, task = std::move(task)] {
+            const Done done(*this);
+            task();
+        };
+    }
+
+    struct Done {
+        explicit Done(OperationQueue& owner) : queue(owner) {}
+        ~Done() {
+            const std::lock_guard lock(queue.mutex_);
+            --queue.unfinished_;
+        }
+        Done(const Done&) = delete;
+        Done& operator=(const Done&) = delete;
+        OperationQueue& queue;
+    };
+
+    void expectTask() {
+        const std::lock_guard lock(mutex_);
+        ++unfinished_;
+    }
+
+    void askForThread() {
+        {
+            const std::lock_guard lock(mutex_);
+            if (std::exchange(hasThread_, true)) return;
+        }
+        crew_->serve(shared_from_this());
+    }
+
+    bool givesThreadBack() {
+        const std::lock_guard lock(mutex_);
+        if (unfinished_ > 0) return false;
+        hasThread_ = false;
+        return true;
+    }
+
+    const std::shared_ptr<Crew> crew_;
+    TaskLoop tasks_;
+    std::mutex mutex_;
+    std::size_t unfinished_ = 0;  ///< tasks and timers handed in that have not run to their end
+    bool hasThread_ = false;      ///< has one or waits for one
+};
+
+void WorkerThreads::Crew::serve(std::shared_ptr<OperationQueue> queue) {
+    std::error_code error;
+    {
+        const std::lock_guard lock(mutex_);
+        waiting_.push_back(std::move(queue));
+        if (freeThreads_ >= waiting_.size()) {
+            queueCame_.notify_one();
+        } else {
+            error = makeThread();
+        }
+    }
+    // The queue waits for a worker that gets free, or for the next call that finds the system in a better state.
+    if (error) Platform::current().log->platformLine("harvelstone: no worker thread: " + error.message());
+}
+
+std::error_code WorkerThreads::Crew::makeThread() {
+    const BlockedSignals blocked;  // inherited: the host's signal handlers run on the host's threads
+    try {
+        std::thread([crew = shared_from_this()] { crew->work(); }).detach();
+        ++threads_;
+        return {};
+    } catch (const std::system_error& error) {
+        return error.code();
+    }
+}
+
+void WorkerThreads::Crew::work() {
+    pthread_setname_np(pthread_self(), "harvelstone");
+    while (const auto queue = nextQueue()) queue->run();
+}
+
+std::shared_ptr<WorkerThreads::OperationQueue> WorkerThreads::Crew::nextQueue() {
+    std::unique_lock lock(mutex_);
+    ++freeThreads_;
+    const bool came = queueCame_.wait_for(lock, idleTime_, [this] { return !waiting_.empty(); });
+    --freeThreads_;
+    if (!came) {
+        --threads_;
+        return nullptr;
+    }
+    auto queue = std::move(waiting_.front());
+    waiting_.pop_front();
+    return queue;
+}
+
+std::size_t WorkerThreads::Crew::threadCount() const {
+    const std::lock_guard lock(mutex_);
+    return threads_;
+}
+
+WorkerThreads::WorkerThreads(Seconds idleTime) : crew_(std::make_shared<Crew>(idleTime)) {}
+
+WorkerThreads::~WorkerThreads() = default;
+
+std::shared_ptr<RunLoop> WorkerThreads::newOperationQueue() { return std::make_shared<OperationQueue>(crew_); }
+
+std::size_t WorkerThreads::threadCount() const { return crew_->threadCount(); }
+
+}  // namespace harvelstone::platform
