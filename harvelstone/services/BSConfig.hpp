@@ -1,11 +1,10 @@
 #pragma once
 
-#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
 #include "harvelstone/platform/Value.hpp"
-#include "harvelstone/services/NamedMap.hpp"
 
 namespace harvelstone {
 
@@ -16,15 +15,17 @@ class BSConfig {
 
     /// The longest a document may wait for its upload, in hours; 72 unless set.
     double getMaxDataLifeTime() const;
+    /// Kept across restarts. NaN, an infinity or a time below zero raises platform::InvalidArgumentException.
     void setMaxDataLifeTime(double hours);
 
     std::optional<Value> getPrefValue(const std::string& key) const;
+    /// Null raises platform::InvalidArgumentException.
     void putPref(const std::string& key, Value value);
 
-    BSConfig();
+    BSConfig() = default;
 
   private:
-    std::shared_ptr<NamedMap> store_;
+    std::mutex mutex_;  // around what reads the preferences and then writes them
 };
 
 }  // namespace harvelstone

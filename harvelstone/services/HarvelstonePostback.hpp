@@ -1,10 +1,8 @@
 #pragma once
 
-#include <memory>
 #include <string>
 
 #include "harvelstone/platform/Value.hpp"
-#include "harvelstone/services/NamedMap.hpp"
 
 namespace harvelstone {
 
@@ -23,10 +21,7 @@ class HarvelstonePostback {
     void setPostbackReferrer(const std::string& referrer);
     void setPostbackData(const Dictionary& values);
 
-    HarvelstonePostback();
-
-  private:
-    std::shared_ptr<NamedMap> store_;
+    HarvelstonePostback() = default;
 };
 
 }  // namespace harvelstone

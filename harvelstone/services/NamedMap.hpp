@@ -7,24 +7,34 @@
 #include <string>
 #include <string_view>
 
+#include "harvelstone/platform/Result.hpp"
 #include "harvelstone/platform/Value.hpp"
 
 namespace harvelstone {
+
+class LaterLines;
 
 /// A persistent map from text keys to values, kept as one JSON object in the file named after it.
 ///
 /// A put is visible to every holder of the map at once and on disk when the public operation that made it returns (see
 /// StorageBatch). A full disk or an I/O error never raises: the map keeps its values in memory, logs one line, and
 /// tries again at the next put or `save`. Any thread may use it.
+///
+/// A file that is no JSON object is set aside and reported in the log, and the map starts empty; a missing file is an
+/// empty map, and is made by the first put. A file that is there but cannot be read is never written over: each use of
+/// the map tries to read it again, and once it can be read, what was put meanwhile goes over what the file holds.
 class NamedMap : public std::enable_shared_from_this<NamedMap> {
   public:
-    /// Loads the map from its file. A file that is no JSON object is set aside and reported in the log, and the map
-    /// starts empty; a missing file is an empty map, and is made by the first put.
+    /// Names the map; the first use reads its file. A name that cannot be a file name raises
+    /// platform::InvalidArgumentException. Held by a shared pointer always (see TinyMap).
     explicit NamedMap(std::string name);
     NamedMap(const NamedMap&) = delete;
     NamedMap& operator=(const NamedMap&) = delete;
 
     const std::string& name() const { return name_; }
+
+    /// Reads the file now, unless that was done.
+    void load() const;
 
     /// The stored value; absent for a missing key.
     std::optional<Value> get(std::string_view key) const;
@@ -42,7 +52,7 @@ class NamedMap : public std::enable_shared_from_this<NamedMap> {
     void putDouble(std::string_view key, double value);
     void putString(std::string_view key, std::optional<std::string> value);
 
-    /// Writes the map to its file now.
+    /// Writes the map to its file now, whatever scope is open; nothing when the file holds this state already.
     void save();
 
     /// The whole map as one JSON object.
@@ -52,17 +62,28 @@ class NamedMap : public std::enable_shared_from_this<NamedMap> {
     friend class StorageBatch;
 
     void put(std::string_view key, Value value);
-    /// Writes the file unless it already holds this state; says whether the folder needs a sync.
-    bool commit();
+    /// Reads the file unless that was done; false when it is there and cannot be read. Called with the values locked.
+    bool loadLocked(LaterLines& lines) const;
+    /// Logs, once, why the file is not read; gives false.
+    bool noteUnread(std::string_view what, const std::error_code& error, LaterLines& lines) const;
+    /// Writes the file unless it already holds this state. False when the file does not hold it afterwards. One commit
+    /// runs at a time, and each takes the newest state, so an older state never follows a newer one.
+    bool commit(LaterLines& lines);
+    platform::Result<void> writeFile(std::string_view text, LaterLines& lines) const;
+    bool isCommitted();
 
     const std::string name_;
+    const std::string path_;
+
     mutable std::mutex valuesMutex_;
-    Dictionary values_;
+    mutable bool isLoaded_ = false;
+    mutable bool readFailureLogged_ = false;
+    mutable Dictionary values_;
     std::uint64_t version_ = 0;  // counts changes
 
-    std::mutex commitMutex_;
+    std::mutex commitMutex_;  // taken before valuesMutex_
     std::uint64_t committedVersion_ = 0;
-    bool failureLogged_ = false;
+    bool writeFailureLogged_ = false;
 };
 
 }  // namespace harvelstone

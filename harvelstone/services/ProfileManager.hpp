@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -9,7 +8,6 @@
 #include <string_view>
 
 #include "harvelstone/platform/Value.hpp"
-#include "harvelstone/services/NamedMap.hpp"
 
 namespace harvelstone {
 
@@ -43,7 +41,8 @@ class ProfileManager {
     std::int64_t getLtrvnc() const;  ///< number of revenues so far
     std::int64_t getLtrvni() const;  ///< days between revenues, summed
     std::int64_t getUdRvnc() const;  ///< revenues in a row within the return-visit limit
-    /// Changes profile values, by the names of `profileNames`; null clears one. An unknown name raises
+    /// Changes profile values, by the names of `profileNames`; null clears one. `advIdFlag` is a boolean, the three
+    /// counters are whole numbers, the others strings or numbers. An unknown name or a value of another kind raises
     /// platform::InvalidArgumentException and changes nothing.
     void setProfile(const Dictionary& values);
 
@@ -52,7 +51,7 @@ class ProfileManager {
     void unMarkRevenue();
     /// Marks that a revenue was reported in this visit, and counts it.
     void markRevenue();
-    /// Starts the order times afresh, at the first visit ever.
+    /// Lets the time between revenues count from now on, at the first visit ever. The counters stay as they are.
     void initOrderPTime();
 
     // Session-scoped values. Texts default to "", numbers to 0, lists to empty, for the keys that a document needs;
@@ -78,17 +77,18 @@ class ProfileManager {
     /// Whether a document may be sent now: the host consents, the server has not stopped us, and the time that it asked
     /// us to wait is over. Without `respectsServerWait` the last is not looked at.
     bool shouldSend(bool respectsServerWait) const;
-    /// Applies the server's instructions in a reply; true when the upload must be repeated.
+    /// Applies the server's instructions in a reply; true when the upload must be repeated. Members: "retry",
+    /// "traffic_limit_exceeded", "send_allowed" (booleans), "wait_seconds" (a number). All others, and these with
+    /// another kind of value, are ignored. Stop and wait are kept across restarts; the traffic limit is not, since
+    /// nothing is sent under it and so no reply could ever lift it.
     bool updateResponse(const Dictionary& reply);
     /// The host's consent. Granting it also lifts a stop by the server.
     void setConsent(bool granted);
 
-    ProfileManager();
+    ProfileManager() = default;
 
   private:
-    mutable std::recursive_mutex mutex_;
-    std::shared_ptr<NamedMap> profileStore_;
-    std::shared_ptr<NamedMap> sessionStore_;
+    mutable std::mutex mutex_;  // around what reads a store and then writes it
 };
 
 }  // namespace harvelstone

@@ -14,13 +14,16 @@ class QueueState;
 /// docs/storage.md.
 ///
 /// `add` makes the record durable before it returns. A torn tail, left by a crash in the middle of an `add` that never
-/// returned, is cut off at the next open; a damaged frame in the middle loses that frame alone and is reported in the
-/// log. What `pop` returned is gone for every reader of the process at once, and consumed on disk when the public
-/// operation around it ends (see StorageBatch). Objects on one queue may be used from any threads and processes.
+/// returned, is cut off when the queue is next read; a damaged frame in the middle loses that frame alone and is
+/// reported in the log. What `pop` returned is gone for every reader of the process at once, and consumed on disk when
+/// the public operation around it ends (see StorageBatch); until then other processes wait for the queue. Objects on
+/// one queue may be used from any threads and processes.
+///
+/// A queue without a file is empty; the first `add` makes the file. The queue never removes it, and goes on with a new
+/// one when housekeeping did.
 class QueueFile {
   public:
-    /// Opens or makes the queue. A name that cannot be a file name raises platform::InvalidArgumentException; a file
-    /// that cannot be made does not raise, a line is logged, and the next `add` tries again.
+    /// Opens the queue. A name that cannot be a file name raises platform::InvalidArgumentException.
     explicit QueueFile(const std::string& queueName);
     ~QueueFile();
     QueueFile(const QueueFile&) = delete;
@@ -28,10 +31,11 @@ class QueueFile {
 
     /// Appends the record. A record nested deeper than `maximumNestingDepth` or longer than the frame limit raises
     /// platform::InvalidArgumentException. When the disk is full or fails, the record is kept in memory and written
-    /// before the next one; one line is logged.
+    /// before the next one, or when the queue is next read; one line is logged.
     void add(const Dictionary& record);
 
-    /// Removes and returns the next record in the order of adding; absent when the queue is empty.
+    /// Removes and returns the next record in the order of adding; absent when the queue is empty or cannot be read
+    /// now, which is logged.
     std::optional<Dictionary> pop();
 
   private:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 namespace harvelstone {
@@ -14,7 +15,8 @@ class QueueState;
 /// committed once, in the order of the last put; then the folder is synced; only then is the consumption of queue
 /// records made durable. So a crash at any point neither loses a record nor brings it twice.
 ///
-/// Scopes nest; the outermost counts. A put outside any scope is a scope of its own.
+/// When a commit fails, the records popped in the scope stay unconsumed on disk until the maps of the scope are
+/// written, by a later put or `save`. Scopes nest; the outermost counts. A put outside any scope is a scope of its own.
 class StorageBatch {
   public:
     StorageBatch();
@@ -22,11 +24,17 @@ class StorageBatch {
     StorageBatch(const StorageBatch&) = delete;
     StorageBatch& operator=(const StorageBatch&) = delete;
 
-    /// Ends the collected work now; the scope goes on empty.
+    /// Ends the collected work now, that of the scopes around included; the scope goes on empty.
     void commit();
 
+    struct Work;
+
   private:
-    bool isOutermost_;
+    static void finish(Work work);
+    static bool commitMaps(const Work& work);
+    static void consumeDeferred();
+
+    std::unique_ptr<Work> work_;  // null in an inner scope
 };
 
 /// What stores say to the batch of this thread. Each is called within a scope.
@@ -34,8 +42,9 @@ namespace storage_batch {
 
 /// The map was changed: it takes the last place in the order of commits.
 void touch(const std::shared_ptr<NamedMap>& map);
-/// Records of the queue were popped.
-void consume(const std::shared_ptr<QueueState>& queue);
+/// Records of the queue are about to be popped. Gives the number of the scope, under which the queue keeps them until
+/// the scope's end says that they are consumed.
+std::uint64_t consume(const std::shared_ptr<QueueState>& queue);
 
 }  // namespace storage_batch
 

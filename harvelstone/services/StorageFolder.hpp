@@ -3,6 +3,9 @@
 #include <string>
 #include <string_view>
 
+#include "harvelstone/platform/Result.hpp"
+#include "harvelstone/services/LaterLines.hpp"
+
 namespace harvelstone {
 
 /// Names on disk: the one place that joins a path.
@@ -10,24 +13,45 @@ namespace harvelstone {
 /// What every file of the storage folder ends with; pruning matches it without the point.
 inline constexpr std::string_view FILE_SUFFIX = "Harvelstone";
 
+/// The longest name of a map or a queue, in bytes: with every ending of ours it still fits a file name of 255 bytes.
+inline constexpr std::size_t longestStoredName = 214;
+
 /// "<Documents>/harvelstone/", with the slash at the end, from the first Documents folder of the device.
-std::string storageFolder();
+const std::string& storageFolder();
 
 /// "NAME.Harvelstone".
 std::string storedFileName(std::string_view name);
 
 /// The full path of the file that keeps the map or the queue of that name. A name that is empty, ".", "..", holds "/"
-/// or NUL, or is too long for a file name raises platform::InvalidArgumentException.
+/// or NUL, or is longer than `longestStoredName` raises platform::InvalidArgumentException.
 std::string storedFilePath(std::string_view name);
 
 /// The inverse of `storedFileName`: "NAME" from "NAME.Harvelstone", "" from every other text.
 std::string_view storedName(std::string_view fileName);
 
+/// "NAME.tmp-Harvelstone": what a commit writes before it renames. No map and no queue can have a file of this name,
+/// since it lacks the point before the suffix; pruning still collects one that a crash left.
+std::string temporaryFilePath(std::string_view name);
+
 /// "NAME.corrupt-<whole seconds>.Harvelstone": what a file that cannot be read is set aside as.
 std::string corruptFilePath(std::string_view name, double secondsSince1970);
 
-/// Makes the storage folder if it is missing, once a process while it stands. False when it cannot be made; the reason
-/// is logged.
-bool ensureStorageFolder();
+/// The inverse, for a file's name: "NAME", or "" from every other text.
+std::string_view corruptFileOwner(std::string_view fileName);
+
+/// Makes the storage folder, and its missing parents, if it is not there. False when it cannot be made; the reason is
+/// logged, once until it can.
+bool ensureStorageFolder(LaterLines& lines);
+
+/// Moves the file of that name to its corrupt path, where nothing is overwritten, and logs what it "is". After an
+/// error, which is not logged, it stays where it was.
+platform::Result<void> setAside(std::string_view name, std::string_view what, LaterLines& lines);
+
+/// Says that an entry of the storage folder was made, renamed or removed.
+void noteFolderChange();
+
+/// Makes every change noted so far durable: one call to the machine for all of them, none when there is nothing to do
+/// or the sync policy asks for none. False when that failed; the next call tries again. Logged once until it works.
+bool syncStorageFolder(LaterLines& lines);
 
 }  // namespace harvelstone

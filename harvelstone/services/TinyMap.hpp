@@ -19,7 +19,7 @@ class TinyMap {
     std::shared_ptr<NamedMap> get(const std::string& name);
 
   private:
-    std::mutex mutex_;
+    std::mutex mutex_;  // never held while a file is read or a line is logged
     std::map<std::string, std::shared_ptr<NamedMap>> maps_;
 };
 

@@ -35,12 +35,12 @@ class Tracker {
     /// Whether the server said that the service has used up its traffic.
     std::atomic<bool> FLAG_OF_TrafficLimitExceeded{false};
 
-    Tracker();
+    Tracker() = default;
 
   private:
     mutable std::mutex mutex_;
     std::optional<Dictionary> customPushMapData_;
-    std::shared_ptr<PageMap> currentPageMap_;
+    std::shared_ptr<PageMap> currentPageMap_ = std::make_shared<PageMap>();
 };
 
 }  // namespace harvelstone

@@ -1,0 +1,53 @@
+// Reading of bytes from memory or in chunks from an open file. Used by one thread at a time.
+
+#include "harvelstone/services/ByteSource.hpp"
+
+#include <algorithm>
+#include <span>
+
+namespace harvelstone {
+
+namespace {
+constexpr std::size_t largestChunk = 256U << 10U;
+}
+
+platform::Result<std::string_view> MemorySource::at(std::uint64_t offset, std::size_t /*wanted*/) {
+    if (offset >= bytes_.size()) return std::string_view();
+    return bytes_.substr(static_cast<std::size_t>(offset));
+}
+
+platform::Result<std::string_view> FileSource::at(std::uint64_t offset, std::size_t wanted) {
+    const auto held = [&] { return offset >= base_ && offset - base_ <= buffer_.size(); };
+    if (!held()) {
+        buffer_.clear();
+        base_ = offset;
+    }
+    auto start = static_cast<std::size_t>(offset - base_);
+    if (buffer_.size() - start < wanted) {
+        buffer_.erase(0, start);
+        base_ = offset;
+        start = 0;
+        if (auto done = readOn(std::max(wanted, chunk_)); !done) return done.error();
+        chunk_ = std::min(2 * chunk_, largestChunk);
+    }
+    return std::string_view(buffer_).substr(start);
+}
+
+platform::Result<void> FileSource::readOn(std::size_t target) {
+    std::size_t filled = buffer_.size();
+    buffer_.resize(std::max(target, filled));
+    while (filled < buffer_.size()) {
+        auto space = std::as_writable_bytes(std::span(buffer_)).subspan(filled);
+        auto count = file_.read(space, base_ + filled);
+        if (!count) {
+            buffer_.resize(filled);
+            return count.error();
+        }
+        if (*count == 0) break;
+        filled += *count;
+    }
+    buffer_.resize(filled);
+    return {};
+}
+
+}  // namespace harvelstone

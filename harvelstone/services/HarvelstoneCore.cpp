@@ -1,0 +1,29 @@
+// The process-wide flags of the SDK, in memory only. Any thread.
+
+#include "harvelstone/services/HarvelstoneCore.hpp"
+
+#include <atomic>
+
+namespace harvelstone {
+
+namespace {
+
+constinit std::atomic<bool> sdkLockState{false};
+constinit std::atomic<bool> appOpen{false};
+constinit std::atomic<bool> useImei{false};
+
+}  // namespace
+
+bool HarvelstoneCore::getFlagSdkLockState() { return sdkLockState.load(); }
+
+void HarvelstoneCore::setFlagSdkLockState(bool on) { sdkLockState.store(on); }
+
+bool HarvelstoneCore::getAppOpenFlag() { return appOpen.load(); }
+
+void HarvelstoneCore::setAppOpenFlag(bool opened) { appOpen.store(opened); }
+
+bool HarvelstoneCore::getFlagUseImei() { return useImei.load(); }
+
+void HarvelstoneCore::setFlagUseImei(bool use) { useImei.store(use); }
+
+}  // namespace harvelstone

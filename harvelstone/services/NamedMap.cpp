@@ -1,0 +1,191 @@
+// Named maps: look-ups, puts, and the commit that writes a map's file. Reads and writes "NAME.Harvelstone", writes
+// "NAME.tmp-Harvelstone" on the way, sets damaged files aside. Any thread.
+
+#include "harvelstone/services/NamedMap.hpp"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <span>
+#include <utility>
+
+#include "harvelstone/platform/Describe.hpp"
+#include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/Json.hpp"
+#include "harvelstone/platform/Platform.hpp"
+#include "harvelstone/services/LaterLines.hpp"
+#include "harvelstone/services/StorageBatch.hpp"
+#include "harvelstone/services/StorageFolder.hpp"
+#include "harvelstone/services/map_format.hpp"
+
+namespace harvelstone {
+
+using platform::OpenMode;
+using platform::Platform;
+using platform::Result;
+using platform::SyncPolicy;
+
+namespace {
+
+bool isMissing(const std::error_code& error) { return error == std::errc::no_such_file_or_directory; }
+
+/// Opens the file that a commit writes, making the folder when it is gone.
+Result<std::unique_ptr<platform::File>> openTemporary(const std::string& path, LaterLines& lines) {
+    auto& fileSystem = *Platform::current().fileSystem;
+    auto file = fileSystem.open(path, OpenMode::Replace);
+    if (file || !isMissing(file.error()) || !ensureStorageFolder(lines)) return file;
+    return fileSystem.open(path, OpenMode::Replace);
+}
+
+Result<void> writeAndRename(const std::string& temporaryPath, const std::string& path, std::string_view text,
+                            LaterLines& lines) {
+    auto& platform = Platform::current();
+    auto file = openTemporary(temporaryPath, lines);
+    if (!file) return file.error();
+    if (auto written = (*file)->append(std::as_bytes(std::span(text))); !written) return written;
+    if (platform.syncPolicy == SyncPolicy::powerLoss)
+        if (auto synced = (*file)->sync(); !synced) return synced;
+    file->reset();
+    if (auto renamed = platform.fileSystem->rename(temporaryPath, path); !renamed) return renamed;
+    noteFolderChange();
+    return {};
+}
+
+}  // namespace
+
+NamedMap::NamedMap(std::string name) : name_(std::move(name)), path_(storedFilePath(name_)) {}
+
+void NamedMap::load() const {
+    LaterLines lines;
+    const std::lock_guard lock(valuesMutex_);
+    loadLocked(lines);
+}
+
+bool NamedMap::loadLocked(LaterLines& lines) const {
+    if (isLoaded_) return true;
+    auto contents = map_format::readMapFile(path_);
+    if (!contents && !isMissing(contents.error())) return noteUnread("read", contents.error(), lines);
+    if (contents && !contents->damage.empty())
+        if (auto moved = setAside(name_, contents->damage, lines); !moved)
+            return noteUnread("set aside", moved.error(), lines);
+    if (contents) values_.merge(contents->values);  // keeps what was put while the file could not be read
+    isLoaded_ = true;
+    return true;
+}
+
+bool NamedMap::noteUnread(std::string_view what, const std::error_code& error, LaterLines& lines) const {
+    if (!std::exchange(readFailureLogged_, true))
+        lines.add(fmt::format("DEBUG_HARVELSTONE_STORE : could not {} {} : {}", what, storedFileName(name_),
+                              platform::describe(error)));
+    return false;
+}
+
+std::optional<Value> NamedMap::get(std::string_view key) const {
+    LaterLines lines;
+    const std::lock_guard lock(valuesMutex_);
+    loadLocked(lines);
+    return findValue(values_, key);
+}
+
+bool NamedMap::has(std::string_view key) const {
+    LaterLines lines;
+    const std::lock_guard lock(valuesMutex_);
+    loadLocked(lines);
+    const auto found = values_.find(key);
+    return found != values_.end() && !found->second.isNull();
+}
+
+Dictionary NamedMap::getMutableDictionary(std::string_view key) const {
+    auto value = get(key);
+    if (!value || !value->dictionary()) return {};
+    return std::move(*value->dictionary());
+}
+
+List NamedMap::getMutableArray(std::string_view key) const {
+    auto value = get(key);
+    if (!value || !value->list()) return {};
+    return std::move(*value->list());
+}
+
+void NamedMap::putDictionary(std::string_view key, Dictionary value) { put(key, std::move(value)); }
+
+void NamedMap::putMutableArray(std::string_view key, List value) { put(key, std::move(value)); }
+
+void NamedMap::putInt(std::string_view key, std::int64_t value) { put(key, value); }
+
+void NamedMap::putDouble(std::string_view key, double value) { put(key, value); }
+
+void NamedMap::putString(std::string_view key, std::optional<std::string> value) {
+    if (!value) throw platform::InvalidArgumentException(fmt::format("the string for the key \"{}\" is absent", key));
+    put(key, std::move(*value));
+}
+
+void NamedMap::put(std::string_view key, Value value) {
+    if (nestingDepth(value) > maximumNestingDepth)
+        throw platform::InvalidArgumentException(fmt::format("the value for the key \"{}\" is nested too deep", key));
+    const Value sound(key);  // a key's bad bytes are repaired like any text's
+    const StorageBatch scope;
+    LaterLines lines;
+    {
+        const std::lock_guard lock(valuesMutex_);
+        loadLocked(lines);
+        values_.insert_or_assign(*sound.string(), std::move(value));
+        ++version_;
+    }
+    storage_batch::touch(shared_from_this());
+}
+
+void NamedMap::save() {
+    const StorageBatch scope;  // its end lets consumption that waited for this map become durable
+    LaterLines lines;
+    if (!Platform::current().fileSystem->exists(path_)) {
+        const std::lock_guard lock(valuesMutex_);
+        ++version_;
+    }
+    if (commit(lines)) syncStorageFolder(lines);
+}
+
+std::string NamedMap::jsonString() const {
+    LaterLines lines;
+    const std::lock_guard lock(valuesMutex_);
+    loadLocked(lines);
+    return platform::jsonText(values_);
+}
+
+bool NamedMap::commit(LaterLines& lines) {
+    const std::lock_guard commitLock(commitMutex_);
+    std::string text;
+    std::uint64_t version = 0;
+    {
+        const std::lock_guard lock(valuesMutex_);
+        if (!loadLocked(lines)) return false;
+        if (version_ == committedVersion_) return true;
+        text = platform::jsonText(values_);
+        version = version_;
+    }
+    if (auto written = writeFile(text, lines); !written) {
+        if (!std::exchange(writeFailureLogged_, true))
+            lines.add(fmt::format("DEBUG_HARVELSTONE_STORE : could not write {} : {}", storedFileName(name_),
+                                  platform::describe(written.error())));
+        return false;
+    }
+    committedVersion_ = version;
+    writeFailureLogged_ = false;
+    return true;
+}
+
+Result<void> NamedMap::writeFile(std::string_view text, LaterLines& lines) const {
+    if (text.size() > map_format::longestFile) return std::make_error_code(std::errc::file_too_large);
+    const auto temporaryPath = temporaryFilePath(name_);
+    auto written = writeAndRename(temporaryPath, path_, text, lines);
+    // Gives the space back; a file that stays is overwritten by the next commit.
+    if (!written) static_cast<void>(Platform::current().fileSystem->remove(temporaryPath));
+    return written;
+}
+
+bool NamedMap::isCommitted() {
+    const std::lock_guard commitLock(commitMutex_);
+    const std::lock_guard lock(valuesMutex_);
+    return version_ == committedVersion_;
+}
+
+}  // namespace harvelstone

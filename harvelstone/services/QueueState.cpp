@@ -1,0 +1,207 @@
+// The state of one record queue in this process: the registry, reading, claims and their end. Reads, cuts and locks
+// "NAME.Harvelstone", sets a foreign file aside. Any thread.
+
+#include "harvelstone/services/QueueState.hpp"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+#include "harvelstone/platform/Describe.hpp"
+#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/Platform.hpp"
+#include "harvelstone/services/StorageFolder.hpp"
+
+namespace harvelstone {
+
+using platform::OpenMode;
+using platform::Platform;
+using platform::Result;
+using Kind = QueuePiece::Kind;
+
+namespace {
+
+/// The states that someone holds, by name.
+struct Registry {
+    std::mutex mutex;
+    std::map<std::string, std::weak_ptr<QueueState>> states;
+    std::size_t sweepAt = 64;  // dead entries are removed when there are so many
+};
+platform::NeverDestroyed<Registry> registry;
+
+}  // namespace
+
+std::shared_ptr<QueueState> QueueState::named(const std::string& name) {
+    const std::lock_guard lock(registry->mutex);
+    auto& states = registry->states;
+    if (const auto known = states.find(name); known != states.end())
+        if (auto state = known->second.lock()) return state;
+    auto state = std::make_shared<QueueState>(name);
+    states[name] = state;
+    if (states.size() >= registry->sweepAt) {
+        std::erase_if(states, [](const auto& entry) { return entry.second.expired(); });
+        registry->sweepAt = std::max<std::size_t>(64, 2 * states.size());
+    }
+    return state;
+}
+
+QueueState::QueueState(std::string name) : name_(std::move(name)), path_(storedFilePath(name_)) {}
+
+std::optional<Dictionary> QueueState::pop(std::uint64_t scope) {
+    LaterLines lines;
+    const std::lock_guard lock(mutex_);
+    std::optional<Dictionary> record;
+    const auto state = held_ ? Hold::held : hold(lines);
+    if (state == Hold::noFile) record = popFromMemory();
+    if (state == Hold::held) record = popFromFile(scope, lines);
+    releaseIfIdle();
+    stayWhileNeeded();
+    return record;
+}
+
+void QueueState::finish(std::uint64_t scope) {
+    LaterLines lines;
+    const std::lock_guard lock(mutex_);
+    if (claims_.count(scope) == 0) return;
+    if (!held_) hold(lines);  // shows whether it is still the file that the claims are for
+    const auto ended = claims_.find(scope);
+    if (ended != claims_.end()) {
+        survey_.consumed.add(ended->second);
+        claims_.erase(ended);
+        deferred_.erase(scope);
+        owesConsumption_ = true;
+        if (held_) writeConsumption(lines);
+    }
+    releaseIfIdle();
+    stayWhileNeeded();
+}
+
+bool QueueState::defer(std::uint64_t scope) {
+    const std::lock_guard lock(mutex_);
+    if (claims_.count(scope) == 0) return false;
+    deferred_.insert(scope);
+    releaseIfIdle();
+    return true;
+}
+
+QueueState::Hold QueueState::hold(LaterLines& lines) {
+    if (!pending_.empty()) static_cast<void>(writePending(lines));  // what fails stays in memory, and is logged
+    constexpr int attempts = 3;  // one more each time that a foreign file had to leave the path
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        auto file = Platform::current().fileSystem->open(path_, OpenMode::Append);
+        if (!file && file.error() == std::errc::no_such_file_or_directory) {
+            forgetFile();
+            return Hold::noFile;
+        }
+        if (!file) {
+            noteFailure("read", file.error(), lines);
+            return Hold::failed;
+        }
+        if (const auto state = holdFile(std::move(*file), lines); state != Hold::noFile) return state;
+    }
+    return Hold::failed;
+}
+
+/// "No file" means that the path was freed of a file that is not ours.
+QueueState::Hold QueueState::holdFile(std::unique_ptr<platform::File> file, LaterLines& lines) {
+    auto held = std::make_unique<Held>(std::move(file));
+    auto done = held->file->lock();
+    auto size = done ? held->file->size() : Result<std::uint64_t>(done.error());
+    if (size) done = survey(held->source, *size);
+    if (!done || !size) {
+        noteFailure("read", done ? size.error() : done.error(), lines);
+        return Hold::failed;
+    }
+    failuresLogged_.erase("read");
+    if (survey_.isForeign()) {
+        forgetFile();
+        if (!isStillAtPath(*held->file)) return Hold::noFile;
+        auto moved = setAside(name_, "no queue file", lines);
+        if (!moved) noteFailure("set aside", moved.error(), lines);
+        return moved ? Hold::noFile : Hold::failed;
+    }
+    if (survey_.size > survey_.end && held->file->truncate(survey_.end)) held->source.forget();
+    held_ = std::move(held);
+    if (owesConsumption_) writeConsumption(lines);
+    return Hold::held;
+}
+
+Result<void> QueueState::survey(ByteSource& source, std::uint64_t size) {
+    auto bytes = source.at(0, queue_format::headerSize);
+    if (!bytes) return bytes.error();
+    const auto identity = queue_format::readHeader(*bytes);
+    const bool isKnown = identity && identity->created != 0 && identity == survey_.identity && size >= survey_.end;
+    if (!isKnown) forgetFile();
+    auto done = surveyQueue(source, survey_);
+    taken_.add(survey_.consumed);
+    return done;
+}
+
+std::optional<Dictionary> QueueState::popFromFile(std::uint64_t scope, LaterLines& lines) {
+    auto& scanner = held_->scanner;
+    auto begin = position_ = taken_.firstOutside(position_);
+    scanner.seek(begin);
+    for (;;) {
+        auto piece = scanner.next();
+        if (!piece) {
+            noteFailure("read", piece.error(), lines);
+            return std::nullopt;
+        }
+        auto record = piece->kind == Kind::record ? readRecord(piece->payload) : std::nullopt;
+        if (piece->kind == Kind::damaged || (piece->kind == Kind::record && !record)) noteDamage(*piece, lines);
+        const bool isEnd = piece->kind == Kind::end;
+        if (record || isEnd || taken_.contains(piece->end)) claim(scope, begin, piece->end);
+        if (record) return record;
+        if (isEnd) return popFromMemory();
+        if (taken_.contains(begin)) scanner.seek(begin = taken_.firstOutside(piece->end));
+    }
+}
+
+/// Records that could not be written yet; they follow those of the file.
+std::optional<Dictionary> QueueState::popFromMemory() {
+    if (pending_.empty()) return std::nullopt;
+    auto record = readRecord(std::string_view(pending_.front()).substr(queue_format::frameHeadSize));
+    pending_.pop_front();
+    return record;
+}
+
+void QueueState::claim(std::uint64_t scope, std::uint64_t begin, std::uint64_t end) {
+    if (begin == end) return;
+    claims_[scope].add(begin, end);
+    taken_.add(begin, end);
+    position_ = taken_.firstOutside(begin);
+}
+
+/// Lets other processes in once no scope that runs has a claim.
+void QueueState::releaseIfIdle() {
+    if (!held_ || claims_.size() > deferred_.size()) return;
+    // No one else wrote while it was held, so all that stands in the file is known.
+    if (auto size = held_->file->size()) survey_.end = survey_.size = *size;
+    static_cast<void>(held_->file->unlock());  // closing it gives the lock back in any case
+    held_.reset();
+}
+
+void QueueState::forgetFile() {
+    held_.reset();
+    survey_ = {};
+    claims_.clear();
+    deferred_.clear();
+    taken_ = {};
+    position_ = 0;
+    owesConsumption_ = false;
+}
+
+/// The caller holds a reference of its own.
+void QueueState::stayWhileNeeded() { self_ = pending_.empty() && !owesConsumption_ ? nullptr : shared_from_this(); }
+
+void QueueState::noteFailure(std::string_view what, const std::error_code& error, LaterLines& lines) {
+    if (failuresLogged_.emplace(what).second)
+        lines.add(fmt::format("DEBUG_HARVELSTONE_STORE : could not {} {} : {}", what, storedFileName(name_),
+                              platform::describe(error)));
+}
+
+void QueueState::noteDamage(const QueuePiece& piece, LaterLines& lines) {
+    lines.add(fmt::format("DEBUG_HARVELSTONE_STORE : {} is damaged, {} bytes at {} passed over", storedFileName(name_),
+                          piece.end - piece.begin, piece.begin));
+}
+
+}  // namespace harvelstone

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "harvelstone/platform/FileSystem.hpp"
+#include "harvelstone/platform/Value.hpp"
+#include "harvelstone/services/ByteRanges.hpp"
+#include "harvelstone/services/ByteSource.hpp"
+#include "harvelstone/services/LaterLines.hpp"
+#include "harvelstone/services/queue_scan.hpp"
+
+namespace harvelstone {
+
+/// What all QueueFile objects of one name share in the process.
+///
+/// Two states: at rest no file is open, and all that is known of the file (what is consumed, how far it was read) is
+/// trusted again only after its header has shown that it is the same file. Between the first pop of a scope and the end
+/// of the last scope that popped, the file is held open and locked against other processes. What was popped is a claim
+/// of its scope: no reader gets it again, and it is consumed on disk when the scope ends.
+///
+/// `add` at rest is open, lock, one write, sync, close. Any thread.
+class QueueState : public std::enable_shared_from_this<QueueState> {
+  public:
+    /// The one object of that name, made if no one holds it. A name that cannot be a file name raises
+    /// platform::InvalidArgumentException.
+    static std::shared_ptr<QueueState> named(const std::string& name);
+
+    explicit QueueState(std::string name);
+    QueueState(const QueueState&) = delete;
+    QueueState& operator=(const QueueState&) = delete;
+
+    /// Appends a record's frame, after those that could not be written before.
+    void add(std::string frame);
+
+    /// The next record, claimed for the scope.
+    std::optional<Dictionary> pop(std::uint64_t scope);
+
+    /// The scope ended and its maps are on disk: its claims become consumed there too.
+    void finish(std::uint64_t scope);
+
+    /// The scope ended but its maps are not on disk: its claims last, without keeping other processes out, until
+    /// `finish`. False when it has none.
+    bool defer(std::uint64_t scope);
+
+  private:
+    enum class Hold { held, noFile, failed };
+
+    // Writing: QueueStateWriting.cpp
+    platform::Result<void> writePending(LaterLines& lines);
+    platform::Result<void> write(std::string_view frames, LaterLines& lines);
+    platform::Result<void> writeToNewFile(std::string_view frames, LaterLines& lines);
+    platform::Result<void> append(platform::File& file, std::string_view bytes, LaterLines& lines);
+    void writeConsumption(LaterLines& lines);
+    platform::Result<void> appendConsumption(std::uint64_t size, LaterLines& lines);
+    platform::Result<void> emptyFile();
+    bool isStillAtPath(platform::File& file);
+
+    // Reading: QueueState.cpp
+    Hold hold(LaterLines& lines);
+    Hold holdFile(std::unique_ptr<platform::File> file, LaterLines& lines);
+    platform::Result<void> survey(ByteSource& source, std::uint64_t size);
+    std::optional<Dictionary> popFromFile(std::uint64_t scope, LaterLines& lines);
+    std::optional<Dictionary> popFromMemory();
+    void claim(std::uint64_t scope, std::uint64_t begin, std::uint64_t end);
+    void releaseIfIdle();
+    void forgetFile();
+    void stayWhileNeeded();
+    void noteFailure(std::string_view what, const std::error_code& error, LaterLines& lines);
+    void noteDamage(const QueuePiece& piece, LaterLines& lines);
+
+    const std::string name_;
+    const std::string path_;
+    std::mutex mutex_;
+
+    // What is known of the file.
+    QueueSurvey survey_;
+    std::map<std::uint64_t, ByteRanges> claims_;  // by scope
+    std::set<std::uint64_t> deferred_;            // scopes that ended, whose claims last
+    ByteRanges taken_;                            // consumed or claimed
+    std::uint64_t position_ = 0;                  // everything before it is taken
+    bool owesConsumption_ = false;                // more is consumed than the file says
+
+    // While it is held.
+    struct Held {
+        explicit Held(std::unique_ptr<platform::File> opened) : file(std::move(opened)), source(*file) {}
+
+        std::unique_ptr<platform::File> file;
+        FileSource source;
+        QueueScanner scanner{source, QueueScanner::Check::payloads};
+    };
+    std::unique_ptr<Held> held_;
+
+    std::deque<std::string> pending_;                    // frames that could not be written, oldest first
+    std::shared_ptr<QueueState> self_;                   // this object, as long as it knows what the file does not hold
+    std::set<std::string, std::less<>> failuresLogged_;  // "write", "read", ...: once each until it works again
+};
+
+}  // namespace harvelstone

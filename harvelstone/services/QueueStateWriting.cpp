@@ -1,0 +1,186 @@
+// The state of one record queue, its writing half: appending records, taking back what a failed write left, making
+// consumption durable, emptying the file. Writes "NAME.Harvelstone". Called with the state locked.
+
+#include <cmath>
+#include <span>
+
+#include "harvelstone/platform/Platform.hpp"
+#include "harvelstone/services/QueueState.hpp"
+#include "harvelstone/services/StorageFolder.hpp"
+
+namespace harvelstone {
+
+using platform::File;
+using platform::OpenMode;
+using platform::Platform;
+using platform::Result;
+using platform::SyncPolicy;
+
+namespace {
+
+auto bytesOf(std::string_view text) { return std::as_bytes(std::span(text)); }
+
+Result<void> syncFile(File& file) {
+    return Platform::current().syncPolicy == SyncPolicy::powerLoss ? file.sync() : Result<void>();
+}
+
+Result<std::string> readAt(File& file, std::uint64_t offset, std::size_t size) {
+    FileSource source(file);
+    auto bytes = source.at(offset, size);
+    if (!bytes) return bytes.error();
+    return std::string(bytes->substr(0, size));
+}
+
+/// How many of the first of these bytes stand at the file's end.
+std::size_t writtenPart(File& file, std::uint64_t fileSize, std::string_view bytes) {
+    const auto most = static_cast<std::size_t>(std::min<std::uint64_t>(fileSize, bytes.size()));
+    const auto tail = readAt(file, fileSize - most, most);
+    if (!tail) return 0;
+    for (std::size_t part = tail->size(); part > 0; --part)
+        if (std::string_view(*tail).substr(tail->size() - part) == bytes.substr(0, part)) return part;
+    return 0;
+}
+
+/// Cuts off what a failed append left. False when all of it stands in the file and cannot be cut off. A part that
+/// stays does no harm: readers pass over it.
+bool takeBack(File& file, std::string_view bytes, bool areAllWritten) {
+    auto size = file.size();
+    if (!size) return !areAllWritten;
+    const auto part = areAllWritten ? bytes.size() : writtenPart(file, *size, bytes);
+    if (part == 0 || file.truncate(*size - part)) return true;
+    return part < bytes.size();
+}
+
+/// A file of its own: the moment when it was made, as the file system tells it.
+queue_format::QueueIdentity newIdentity(const std::string& path) {
+    auto attributes = Platform::current().fileSystem->attributes(path);
+    if (!attributes || !(attributes->modificationDate > 0)) return {};
+    return {static_cast<std::uint64_t>(attributes->modificationDate * 1e6), 0};
+}
+
+}  // namespace
+
+void QueueState::add(std::string frame) {
+    LaterLines lines;
+    const std::lock_guard lock(mutex_);
+    pending_.push_back(std::move(frame));
+    static_cast<void>(writePending(lines));  // what fails stays in memory, and is logged
+    stayWhileNeeded();
+}
+
+Result<void> QueueState::writePending(LaterLines& lines) {
+    std::string joined;
+    if (pending_.size() > 1)
+        for (const auto& frame : pending_) joined += frame;
+    auto written = write(pending_.size() > 1 ? joined : pending_.front(), lines);
+    if (written) {
+        pending_.clear();
+        failuresLogged_.erase("write");
+    } else {
+        noteFailure("write", written.error(), lines);
+    }
+    return written;
+}
+
+Result<void> QueueState::write(std::string_view frames, LaterLines& lines) {
+    if (held_) {
+        if (isStillAtPath(*held_->file)) return append(*held_->file, frames, lines);
+        forgetFile();
+    }
+    auto& fileSystem = *Platform::current().fileSystem;
+    constexpr int attempts = 3;  // another process may make the file, or housekeeping remove it, in between
+    auto written = Result<void>();
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        auto file = fileSystem.open(path_, OpenMode::Append);
+        if (file) {
+            if (auto locked = (*file)->lock(); !locked) return locked;
+            return append(**file, frames, lines);
+        }
+        if (file.error() != std::errc::no_such_file_or_directory) return file.error();
+        written = writeToNewFile(frames, lines);
+        if (written || written.error() != std::errc::file_exists) return written;
+    }
+    return written;
+}
+
+Result<void> QueueState::writeToNewFile(std::string_view frames, LaterLines& lines) {
+    auto& fileSystem = *Platform::current().fileSystem;
+    auto file = fileSystem.open(path_, OpenMode::Create);
+    if (!file && file.error() == std::errc::no_such_file_or_directory && ensureStorageFolder(lines))
+        file = fileSystem.open(path_, OpenMode::Create);
+    if (!file) return file.error();
+    forgetFile();
+    noteFolderChange();
+    if (auto locked = (*file)->lock(); !locked) return locked;
+    auto size = (*file)->size();
+    if (!size) return size.error();
+    // Another process may have seen the file before it had its header; then it goes without.
+    const auto header = *size == 0 ? queue_format::header(newIdentity(path_)) : std::string();
+    auto written = append(**file, header + std::string(frames), lines);
+    if (written) syncStorageFolder(lines);
+    return written;
+}
+
+/// After an error the bytes are not in the file, or only a part of them that readers pass over.
+Result<void> QueueState::append(File& file, std::string_view bytes, LaterLines& lines) {
+    auto written = file.append(bytesOf(bytes));
+    const bool areAllWritten = written.ok();
+    if (written) written = syncFile(file);
+    if (written || takeBack(file, bytes, areAllWritten)) return written;
+    noteFailure("write", written.error(), lines);  // it stands in the file, only how safely is not known
+    return {};
+}
+
+void QueueState::writeConsumption(LaterLines& lines) {
+    auto size = held_->file->size();
+    Result<void> written;
+    if (!size)
+        written = size.error();
+    else if (claims_.empty() && survey_.consumed.firstOutside(0) >= *size)
+        written = emptyFile();
+    else
+        written = appendConsumption(*size, lines);
+    owesConsumption_ = !written;
+    if (!written) noteFailure("consume", written.error(), lines);
+    if (written) failuresLogged_.erase("consume");
+}
+
+Result<void> QueueState::appendConsumption(std::uint64_t size, LaterLines& lines) {
+    const auto payload = queue_format::consumedPayload(survey_.consumed);
+    const auto frame = queue_format::frame(queue_format::FrameType::consumed, payload);
+    auto written = append(*held_->file, frame, lines);
+    if (!written) return written;
+    // The frame itself holds nothing to read, so that the file can be emptied with the last record.
+    survey_.consumed.add(size, size + frame.size());
+    taken_.add(size, size + frame.size());
+    return written;
+}
+
+Result<void> QueueState::emptyFile() {
+    auto& file = *held_->file;
+    if (auto cut = file.truncate(0); !cut) return cut;
+    auto identity = survey_.identity.value_or(newIdentity(path_));
+    ++identity.emptied;
+    survey_ = {};
+    taken_ = {};
+    position_ = 0;
+    held_->source.forget();
+    const auto header = queue_format::header(identity);
+    if (auto written = file.append(bytesOf(header)); !written) return written;
+    survey_.identity = identity;
+    survey_.hasSoundPiece = true;
+    survey_.end = survey_.size = header.size();
+    survey_.consumed.add(0, header.size());
+    taken_.add(0, header.size());
+    return syncFile(file);
+}
+
+bool QueueState::isStillAtPath(File& file) {
+    auto there = Platform::current().fileSystem->open(path_, OpenMode::Read);
+    if (!there) return there.error() != std::errc::no_such_file_or_directory;
+    const auto ours = readAt(file, 0, queue_format::headerSize);
+    const auto theirs = readAt(**there, 0, queue_format::headerSize);
+    return !ours || !theirs || *ours == *theirs;
+}
+
+}  // namespace harvelstone

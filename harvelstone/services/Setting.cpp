@@ -1,0 +1,52 @@
+// The check of what a host sets by name: settings and profile values. Stores nothing. Any thread.
+
+#include "harvelstone/services/Setting.hpp"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+#include "harvelstone/platform/Exception.hpp"
+
+namespace harvelstone {
+
+using platform::InvalidArgumentException;
+
+namespace {
+
+std::string_view wording(SettingKind kind) {
+    switch (kind) {
+        case SettingKind::textOrNumber:
+            return "a string or a number";
+        case SettingKind::boolean:
+            return "a boolean";
+        case SettingKind::integer:
+            return "a whole number";
+    }
+    return {};
+}
+
+}  // namespace
+
+bool fits(SettingKind kind, const Value& value) {
+    switch (kind) {
+        case SettingKind::textOrNumber:
+            return value.string() != nullptr || value.isNumber();
+        case SettingKind::boolean:
+            return value.isBoolean();
+        case SettingKind::integer:
+            return value.isInteger();
+    }
+    return false;
+}
+
+void checkSettings(std::span<const Setting> table, const Dictionary& settings) {
+    for (const auto& [name, value] : settings) {
+        const auto known =
+            std::find_if(table.begin(), table.end(), [&](const Setting& setting) { return setting.name == name; });
+        if (known == table.end()) throw InvalidArgumentException(fmt::format("there is no setting \"{}\"", name));
+        if (!value.isNull() && !fits(known->kind, value))
+            throw InvalidArgumentException(fmt::format("the setting \"{}\" must be {}", name, wording(known->kind)));
+    }
+}
+
+}  // namespace harvelstone

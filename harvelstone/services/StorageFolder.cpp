@@ -1,0 +1,158 @@
+// Names and paths of the storage folder, the making and the syncing of the folder, and the setting aside of files that
+// cannot be read. Touches the folder itself and "NAME.corrupt-<time>.Harvelstone". Any thread.
+
+#include "harvelstone/services/StorageFolder.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstdint>
+#include <fmt/format.h>
+#include <mutex>
+#include <vector>
+
+#include "harvelstone/platform/Describe.hpp"
+#include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/Platform.hpp"
+
+namespace harvelstone {
+
+using platform::NeverDestroyed;
+using platform::Platform;
+using platform::SyncPolicy;
+
+namespace {
+
+constexpr std::string_view corruptMark = ".corrupt-";
+constexpr std::string_view temporaryEnding = ".tmp-";
+
+/// Counts the folder's changes, and how many of them are known to be durable.
+struct FolderChanges {
+    std::atomic<std::uint64_t> noted = 0;
+    std::mutex mutex;
+    std::uint64_t synced = 0;
+    bool failureLogged = false;
+};
+NeverDestroyed<FolderChanges> folderChanges;
+
+std::atomic<bool> folderFailureLogged = false;
+
+std::string pathTo(std::string_view fileName) { return storageFolder() + std::string(fileName); }
+
+void checkName(std::string_view name) {
+    using platform::InvalidArgumentException;
+    if (name.empty()) throw InvalidArgumentException("a stored name is empty");
+    if (name == "." || name == "..")
+        throw InvalidArgumentException(fmt::format("\"{}\" cannot be a stored name", name));
+    if (name.find('/') != name.npos || name.find('\0') != name.npos)
+        throw InvalidArgumentException("a stored name holds \"/\" or NUL");
+    if (name.size() > longestStoredName)
+        throw InvalidArgumentException(
+            fmt::format("a stored name of {} bytes is too long, {} is the limit", name.size(), longestStoredName));
+}
+
+/// The folders that are missing, or become fuller, when the path is made: each parent up to one that stands.
+std::vector<std::string> parentsToSync(platform::FileSystem& fileSystem, std::string path) {
+    std::vector<std::string> parents;
+    while (!path.empty() && path.back() == '/') path.pop_back();
+    for (auto slash = path.rfind('/'); slash != path.npos && slash > 0; slash = path.rfind('/')) {
+        path.resize(slash);
+        parents.push_back(path);
+        if (fileSystem.exists(path)) break;
+    }
+    return parents;
+}
+
+}  // namespace
+
+const std::string& storageFolder() {
+    static NeverDestroyed<std::string> folder(Platform::current().device->documentsDirectories().front() +
+                                              "/harvelstone/");
+    return *folder;
+}
+
+std::string storedFileName(std::string_view name) { return fmt::format("{}.{}", name, FILE_SUFFIX); }
+
+std::string storedFilePath(std::string_view name) {
+    checkName(name);
+    return pathTo(storedFileName(name));
+}
+
+std::string_view storedName(std::string_view fileName) {
+    const std::size_t ending = FILE_SUFFIX.size() + 1;
+    if (fileName.size() <= ending || !fileName.ends_with(FILE_SUFFIX)) return {};
+    if (fileName[fileName.size() - ending] != '.') return {};
+    return fileName.substr(0, fileName.size() - ending);
+}
+
+std::string temporaryFilePath(std::string_view name) {
+    return pathTo(fmt::format("{}{}{}", name, temporaryEnding, FILE_SUFFIX));
+}
+
+std::string corruptFilePath(std::string_view name, double secondsSince1970) {
+    return pathTo(storedFileName(fmt::format("{}{}{:.0f}", name, corruptMark, std::floor(secondsSince1970))));
+}
+
+std::string_view corruptFileOwner(std::string_view fileName) {
+    const auto name = storedName(fileName);
+    const auto mark = name.rfind(corruptMark);
+    if (mark == name.npos || mark == 0) return {};
+    const auto seconds = name.substr(mark + corruptMark.size());
+    const bool isNumber = !seconds.empty() && seconds.find_first_not_of("0123456789") == seconds.npos;
+    return isNumber ? name.substr(0, mark) : std::string_view();
+}
+
+bool ensureStorageFolder(LaterLines& lines) {
+    auto& platform = Platform::current();
+    if (platform.fileSystem->exists(storageFolder())) return true;
+    const auto parents = parentsToSync(*platform.fileSystem, storageFolder());
+    if (auto made = platform.fileSystem->makeFolder(storageFolder()); !made) {
+        if (!folderFailureLogged.exchange(true))
+            lines.add(fmt::format("DEBUG_HARVELSTONE_STORE : could not make the folder {} : {}", storageFolder(),
+                                  platform::describe(made.error())));
+        return false;
+    }
+    folderFailureLogged = false;
+    if (platform.syncPolicy == SyncPolicy::processExit) return true;
+    // A parent that cannot be synced is no reason to refuse the folder: only a loss of power just now would tell.
+    for (const auto& parent : parents) static_cast<void>(platform.fileSystem->syncFolder(parent));
+    return true;
+}
+
+platform::Result<void> setAside(std::string_view name, std::string_view what, LaterLines& lines) {
+    auto& platform = Platform::current();
+    double seconds = std::max(0.0, platform.clock->now());
+    auto corruptPath = corruptFilePath(name, seconds);
+    while (platform.fileSystem->exists(corruptPath)) corruptPath = corruptFilePath(name, ++seconds);
+    const auto moved = platform.fileSystem->rename(storedFilePath(name), corruptPath);
+    if (!moved && moved.error() != std::errc::no_such_file_or_directory) return moved;
+    lines.add(fmt::format("DEBUG_HARVELSTONE_STORE : {} is {}, set aside as {}", storedFileName(name), what,
+                          corruptPath.substr(storageFolder().size())));
+    // At once: the new file must not take the name before the old one has left it.
+    noteFolderChange();
+    syncStorageFolder(lines);
+    return {};
+}
+
+void noteFolderChange() { ++folderChanges->noted; }
+
+bool syncStorageFolder(LaterLines& lines) {
+    auto& platform = Platform::current();
+    if (platform.syncPolicy == SyncPolicy::processExit) return true;
+    auto& changes = *folderChanges;
+    const std::lock_guard lock(changes.mutex);
+    const auto target = changes.noted.load();
+    if (changes.synced == target) return true;
+    if (auto synced = platform.fileSystem->syncFolder(storageFolder()); !synced) {
+        if (!std::exchange(changes.failureLogged, true))
+            lines.add(fmt::format("DEBUG_HARVELSTONE_STORE : could not sync the folder {} : {}", storageFolder(),
+                                  platform::describe(synced.error())));
+        return false;
+    }
+    changes.synced = target;
+    changes.failureLogged = false;
+    return true;
+}
+
+}  // namespace harvelstone
