@@ -56,7 +56,8 @@ class DocumentNames {
     const std::string& at(std::size_t index) const;
 
     DocumentNames withAppended(std::string name) const;
-    /// Shares the names with this list, so that a long list is retired without copying it each time.
+    /// Shares the names with this list, so that a long list is retired without copying it each time. Raises
+    /// platform::RangeException when the list is empty.
     DocumentNames withoutFirst() const;
 
     List asList() const;

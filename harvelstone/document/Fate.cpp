@@ -1,0 +1,62 @@
+// Counts what became of the documents that left the pending list, and tells the observer. In memory only. Any thread.
+
+#include "harvelstone/document/Fate.hpp"
+
+#include <atomic>
+#include <numeric>
+#include <utility>
+
+#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/Snapshot.hpp"
+
+namespace harvelstone {
+
+namespace {
+
+constinit std::array<std::atomic<std::uint64_t>, fateCount> counters{};
+constinit platform::NeverDestroyed<platform::Snapshot<FateObserver>> currentObserver;
+
+}  // namespace
+
+std::string_view fateName(Fate fate) {
+    switch (fate) {
+        case Fate::sent:
+            return "sent";
+        case Fate::transportFailed:
+            return "transport_failed";
+        case Fate::expired:
+            return "expired";
+        case Fate::retriesExhausted:
+            return "retries_exhausted";
+        case Fate::noConversionData:
+            return "no_conversion_data";
+        case Fate::trafficLimit:
+            return "traffic_limit";
+        case Fate::sessionMissing:
+            return "session_missing";
+    }
+    return "unknown";
+}
+
+std::uint64_t FateCounts::retired() const { return std::accumulate(byFate.begin(), byFate.end(), std::uint64_t{0}); }
+
+FateCounts fateCounts() {
+    FateCounts counts;
+    for (std::size_t i = 0; i < fateCount; ++i) counts.byFate[i] = counters[i].load();
+    return counts;
+}
+
+void recordFate(const std::string& documentId, Fate fate) {
+    ++counters[static_cast<std::size_t>(fate)];
+    const auto observer = currentObserver->load();
+    if (!observer || !*observer) return;
+    try {
+        (*observer)(documentId, fate);
+    } catch (...) {
+        // The observer is the host's: whatever goes wrong in it must not keep the next document from being sent.
+    }
+}
+
+void setFateObserver(FateObserver observer) { currentObserver->store(std::move(observer)); }
+
+}  // namespace harvelstone

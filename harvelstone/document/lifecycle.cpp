@@ -1,0 +1,70 @@
+// The one manager and its start-up. Reads the pending list from the document DB map under DOCUMENT_TARGET_NAME; what
+// the first document writes is said in creation.cpp. Runs on the thread of the first caller, under the class lock.
+
+#include <fmt/format.h>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "harvelstone/document/DocumentManager.hpp"
+#include "harvelstone/document/document_names.hpp"
+#include "harvelstone/platform/Platform.hpp"
+#include "harvelstone/services/BSDebugger.hpp"
+#include "harvelstone/services/BSUtil.hpp"
+#include "harvelstone/services/StaticValues.hpp"
+#include "harvelstone/services/StorageBatch.hpp"
+#include "harvelstone/services/TinyMap.hpp"
+
+namespace harvelstone {
+
+namespace {
+
+constexpr double startUpHoldSeconds = 30.0;
+
+// Recursive, so that a call from inside start-up does not wait for itself.
+constinit platform::NeverDestroyed<std::recursive_mutex> classLock;
+constinit DocumentManager* sharedManager = nullptr;
+
+/// Puts the stored list in force, or an empty one; says whether there was a stored one.
+bool restoreNames() {
+    auto stored = storedDocumentNames(**documentDB);
+    // The line's words do not fit the branch: it says "zero" whenever there is a list. Kept so on purpose.
+    if (stored) BSDebugger::log("DEBUG_HARVELSTONE_CONFIG : documentDB->DOCUMENT_TARGET_NAME size is zero. ");
+    const bool wasStored = stored.has_value();
+    documetNameList->store(DocumentNames(std::move(stored).value_or(std::vector<std::string>())));
+    return wasStored;
+}
+
+}  // namespace
+
+DocumentManager& DocumentManager::sharedInstance() {
+    const std::lock_guard lock(*classLock);
+    if (sharedManager == nullptr) {
+        const StorageBatch batch;
+        sharedManager = new DocumentManager();
+    }
+    return *sharedManager;
+}
+
+DocumentManager::DocumentManager() {
+    sendStartTimestamp = BSUtil::currentTimeMillis() + startUpHoldSeconds;
+    sendRcount = 0;
+    sendLock = false;
+    sessionManager = &SessionManager::sharedInstance();
+    *documentDB = TinyMap::sharedInstance().get(StaticValues::DOCUMENT_DB_NAME());
+    BSDebugger::log(
+        [] { return fmt::format("DEBUG_HARVELSTONE_CONFIG : documentDB Data -> {}", (*documentDB)->jsonString()); });
+    profiler = &ProfileManager::sharedInstance();
+
+    const bool wasStored = restoreNames();
+    // A throw-away map: nothing is put into it, so it never becomes a file, and it never joins the list.
+    const auto throwAway = TinyMap::sharedInstance().get(platform::Platform::current().device->uuidText());
+    currentDocument->store(throwAway);
+    if (!wasStored)
+        BSDebugger::log([&] {
+            return fmt::format("DEBUG_HARVELSTONE_CONFIG : currentDocument Data -> {}", throwAway->jsonString());
+        });
+    createDocument();
+}
+
+}  // namespace harvelstone

@@ -1,0 +1,81 @@
+// The component's process-wide variables and the pending list's own operations. Nothing here reads or writes a store
+// but `storeDocumentNames`, which puts the list into the document DB map under DOCUMENT_TARGET_NAME. Any thread.
+
+#include <fmt/format.h>
+#include <string>
+#include <utility>
+
+#include "harvelstone/document/DocumentManager.hpp"
+#include "harvelstone/document/document_names.hpp"
+#include "harvelstone/platform/Exception.hpp"
+
+namespace harvelstone {
+
+constinit std::atomic<double> sendStartTimestamp{0};
+constinit std::atomic<std::int64_t> sendRcount{0};
+constinit std::atomic<bool> sendLock{false};
+constinit SessionManager* sessionManager = nullptr;
+constinit ProfileManager* profiler = nullptr;
+constinit platform::NeverDestroyed<std::shared_ptr<NamedMap>> documentDB;
+// Has its text from the beginning: not every compiler makes a string before the host's own initialisers run, and one
+// made empty after start-up would lose the list.
+platform::NeverDestroyed<std::string> DOCUMENT_TARGET_NAME("DocumentTarget");
+constinit platform::NeverDestroyed<platform::Snapshot<DocumentNames>> documetNameList;
+constinit platform::NeverDestroyed<platform::Snapshot<std::shared_ptr<NamedMap>>> currentDocument;
+constinit std::atomic<std::int64_t> MAX_LEFE_TIME_JSONFILE{3};
+constinit std::atomic<std::int64_t> MAX_RETRY_COUNT_FOR_SENDDOCUMENT{3};
+
+const std::string& DocumentNames::at(std::size_t index) const {
+    if (index >= size())
+        throw platform::RangeException(
+            fmt::format("index {} is outside the pending list, which holds {} documents", index, size()));
+    return (*names_)[first_ + index];
+}
+
+DocumentNames DocumentNames::withAppended(std::string name) const {
+    std::vector<std::string> names;
+    names.reserve(size() + 1);
+    for (std::size_t i = 0; i < size(); ++i) names.push_back(at(i));
+    names.push_back(std::move(name));
+    return DocumentNames(std::move(names));
+}
+
+DocumentNames DocumentNames::withoutFirst() const {
+    if (empty()) throw platform::RangeException("there is no first document in an empty pending list");
+    DocumentNames rest = *this;
+    ++rest.first_;
+    return rest;
+}
+
+List DocumentNames::asList() const {
+    List list;
+    list.reserve(size());
+    for (std::size_t i = 0; i < size(); ++i) list.emplace_back(at(i));
+    return list;
+}
+
+std::optional<std::vector<std::string>> storedDocumentNames(const NamedMap& db) {
+    const auto stored = db.get(*DOCUMENT_TARGET_NAME);
+    const List* list = stored ? stored->list() : nullptr;
+    if (list == nullptr) return std::nullopt;
+    std::vector<std::string> names;
+    names.reserve(list->size());
+    for (const auto& element : *list) {
+        // Only a damaged file holds anything but texts; what names no document must not keep the others from being
+        // sent.
+        if (const auto* name = element.string()) names.push_back(*name);
+    }
+    return names;
+}
+
+void storeDocumentNames() {
+    auto stored = documetNameList->load();
+    for (;;) {
+        (*documentDB)->putMutableArray(*DOCUMENT_TARGET_NAME, stored ? stored->asList() : List());
+        auto now = documetNameList->load();
+        if (now == stored) return;
+        stored = std::move(now);
+    }
+}
+
+}  // namespace harvelstone
