@@ -44,8 +44,8 @@ struct AnalyticsOptions {
 
     /// Switches the debug log on or off.
     std::optional<bool> debug;
-    /// Takes each line of the debug log, on the thread that logs it, one at a time. Standard error unless set. What it
-    /// throws is dropped.
+    /// Takes each line of the debug log, on the thread that logs it, which may be any and several at once. Standard
+    /// error unless set. What it throws is dropped.
     std::function<void(std::string_view line)> debugLog;
 
     /// The folder under which "harvelstone/" is made. The user's Documents folder unless set.

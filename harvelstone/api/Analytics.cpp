@@ -1,0 +1,146 @@
+// The host's face: checks what comes in, hands it to the document manager and its collaborators, and writes the page,
+// click, revenue and push records to the queues of the newest document. Runs on the host's threads.
+
+#include "harvelstone/api/Analytics.hpp"
+
+#include <utility>
+
+#include "harvelstone/document/DocumentManager.hpp"
+#include "harvelstone/document/Fate.hpp"
+#include "harvelstone/document/OutstandingWork.hpp"
+#include "harvelstone/services/BSUtil.hpp"
+#include "harvelstone/services/HarvelstoneCore.hpp"
+#include "harvelstone/services/QueueFile.hpp"
+#include "harvelstone/services/StaticValues.hpp"
+#include "harvelstone/services/StorageBatch.hpp"
+
+namespace harvelstone {
+
+namespace {
+
+DocumentManager& manager() { return DocumentManager::sharedInstance(); }
+
+/// The record as it is queued: its date first, which the host's own replaces.
+Dictionary datedRecord(const Dictionary& record) {
+    Dictionary dated = record;
+    dated.try_emplace(StaticValues::PARAM_VT_TZ(), BSUtil::getCurrentDateString());
+    return dated;
+}
+
+/// Records into the newest document. While the last pending one is being retired on another thread there is none for a
+/// moment; then one is made, so that the record has its place.
+template <typename Recording>
+void intoNewestDocument(Recording recording) {
+    try {
+        recording();
+    } catch (const platform::RangeException&) {
+        manager().loadDocument();
+        recording();
+    }
+}
+
+/// Appends the record to the newest document's queue; the visitor did something.
+void queueRecord(const std::string& prefix, const Dictionary& record) {
+    if (record.contains("")) throw platform::InvalidArgumentException("the record has a member without a name");
+    const auto dated = datedRecord(record);
+    intoNewestDocument([&] { QueueFile(prefix + manager().getLaistDocId()).add(dated); });
+    SessionManager::sharedInstance().touch();
+}
+
+void requireText(std::string_view text, std::string_view what) {
+    if (text.empty()) throw platform::InvalidArgumentException(std::string(what) + " is empty");
+}
+
+std::map<std::string, std::uint64_t> droppedBetween(const FateCounts& before, const FateCounts& after) {
+    std::map<std::string, std::uint64_t> dropped;
+    for (std::size_t i = 0; i < fateCount; ++i) {
+        const auto fate = static_cast<Fate>(i);
+        const auto count = after[fate] - before[fate];
+        if (fate != Fate::sent && count != 0) dropped.emplace(fateName(fate), count);
+    }
+    return dropped;
+}
+
+}  // namespace
+
+void Analytics::setProfile(const Dictionary& values) { ProfileManager::sharedInstance().setProfile(values); }
+
+void Analytics::setConsent(bool granted) { ProfileManager::sharedInstance().setConsent(granted); }
+
+void Analytics::startVisit() { manager().startSession(); }
+
+void Analytics::endVisit() { SessionManager::sharedInstance().endVisit(); }
+
+void Analytics::appOpened() { HarvelstoneCore::setAppOpenFlag(true); }
+
+void Analytics::refreshDocument() { manager().updateDocument(); }
+
+void Analytics::page(const Dictionary& record) {
+    const StorageBatch batch;
+    queueRecord(StaticValues::PAGES_FILE_PREFIX(), record);
+    manager().addCsPV();
+}
+
+void Analytics::pageProgress(double visitSeconds, std::int64_t pageViews) {
+    queueRecord(StaticValues::PAGES_FILE_PREFIX(),
+                {{StaticValues::PARAM_VS(), visitSeconds}, {StaticValues::PARAM_CS_P_V(), pageViews}});
+}
+
+void Analytics::click(const Dictionary& record) { queueRecord(StaticValues::CLICK_FILE_PREFIX(), record); }
+
+void Analytics::revenue(const Dictionary& record) {
+    const StorageBatch batch;
+    queueRecord(StaticValues::REVENUE_FILE_PREFIX(), record);
+    ProfileManager::sharedInstance().markRevenue();
+}
+
+void Analytics::pushOpened(const Dictionary& record) { queueRecord(StaticValues::PUSH_FILE_PREFIX(), record); }
+
+void Analytics::setProduct(const std::string& code, std::optional<std::string> name) {
+    requireText(code, "the product code");
+    manager().setProduct(code, std::move(name));
+}
+
+void Analytics::setProductCategory(const std::string& code, std::optional<std::string> name) {
+    requireText(code, "the category code");
+    manager().setProductCategory(code, std::move(name));
+}
+
+void Analytics::goal(std::int64_t number, std::int64_t value) {
+    manager().setGoal(number, value);
+    intoNewestDocument([] { manager().putGoal(); });
+}
+
+void Analytics::event(const Value& type, const Value& name, const Value& value) {
+    intoNewestDocument([&] { manager().setEvent(type, name, value); });
+}
+
+void Analytics::campaign(const Value& type, const Value& name, const Value& value, const Value& referrer) {
+    intoNewestDocument([&] { manager().setCampaign(type, name, value, referrer); });
+}
+
+void Analytics::installReferrer(const Dictionary& values) {
+    const StorageBatch batch;
+    manager().putInstallData(values);
+    ProfileManager::sharedInstance().putSessionBoolData(StaticValues::IS_INSTALL_REFERRER_SET(), /*value=*/true);
+}
+
+void Analytics::send() { manager().sendDocument(); }
+
+void Analytics::sendClickImmediately(const Dictionary& record) { manager().sendClickDataImmediately(record); }
+
+void Analytics::sendGoalImmediately(const Dictionary& record) { manager().sendGoalDataImmediately(record); }
+
+FlushReceipt Analytics::flush(std::chrono::milliseconds deadline) {
+    const auto before = fateCounts();
+    manager().sendDocument();
+    FlushReceipt receipt;
+    receipt.complete = OutstandingWork::waitUntilNone(OutstandingWork::Kind::upload, deadline);
+    const auto after = fateCounts();
+    receipt.documentsSent = after[Fate::sent] - before[Fate::sent];
+    receipt.documentsDropped = droppedBetween(before, after);
+    receipt.documentsStillStored = documetNameList->load()->size();
+    return receipt;
+}
+
+}  // namespace harvelstone

@@ -1,0 +1,151 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "harvelstone/api/Analytics.hpp"
+#include "harvelstone/document/DocumentManager.hpp"
+#include "harvelstone/services/BSDebugger.hpp"
+#include "harvelstone/services/HarvelstoneCore.hpp"
+#include "harvelstone/services/StorageFolder.hpp"
+
+#include "tests/support/ServicesFixture.hpp"
+
+namespace harvelstone {
+namespace {
+
+using platform::InvalidArgumentException;
+using ::testing::Contains;
+using ::testing::HasSubstr;
+
+/// Options over a folder of the test's own; the machine is installed by `configure`, as a host does it.
+struct Configure : ::testing::Test {
+    testing::TemporaryFolder documents;
+    AnalyticsOptions options;
+
+    Configure() {
+        options.documentsFolder = documents.path();
+        options.targetUri = "https://collect.example.com/documents";
+    }
+
+    std::string reasonOfConfigure() const {
+        try {
+            Analytics::configure(options);
+        } catch (const InvalidArgumentException& exception) {
+            return exception.reason();
+        }
+        return "nothing was raised";
+    }
+
+    static std::shared_ptr<const Configuration> config() { return SessionManager::sharedInstance().getConfig(); }
+};
+
+TEST_F(Configure, StoresUnderTheFolderGiven) {
+    Analytics::configure(options);
+    EXPECT_EQ(storageFolder(), documents.path() + "/harvelstone/");
+}
+
+TEST_F(Configure, AppliesTheSettings) {
+    options.appKey = "shop";
+    options.appVersion = "2.1";
+    options.vendorId = "vendor-1";
+    options.returnVisitDays = 5;
+    options.advertisingId = "ad-1";
+    options.advertisingIdAllowed = true;
+    options.userId = "user-1";
+    Analytics::configure(options);
+
+    EXPECT_EQ(config()->getTargetUri(), Value("https://collect.example.com/documents"));
+    EXPECT_EQ(config()->getAk(), Value("shop"));
+    EXPECT_EQ(config()->getApVr(), Value("2.1"));
+    EXPECT_EQ(config()->getVenId(), Value("vendor-1"));
+    EXPECT_EQ(config()->getReturnVisitDate(), 5);
+    EXPECT_EQ(ProfileManager::sharedInstance().getAdvId(), Value("ad-1"));
+    EXPECT_TRUE(ProfileManager::sharedInstance().getAdvIdFlag());
+    EXPECT_EQ(ProfileManager::sharedInstance().getUserId(), Value("user-1"));
+}
+
+TEST_F(Configure, AnImeiIsUsedOnlyWhenItIsGiven) {
+    Analytics::configure(options);
+    EXPECT_FALSE(HarvelstoneCore::getFlagUseImei());
+
+    AnalyticsOptions later;
+    later.imei = "490154203237518";
+    Analytics::configure(later);
+    EXPECT_TRUE(HarvelstoneCore::getFlagUseImei());
+}
+
+TEST_F(Configure, ALaterCallChangesSettingsOnly) {
+    Analytics::configure(options);
+    AnalyticsOptions later;
+    later.appVersion = "2.2";
+    Analytics::configure(later);
+
+    EXPECT_EQ(config()->getApVr(), Value("2.2"));
+    EXPECT_EQ(config()->getTargetUri(), Value("https://collect.example.com/documents"));
+}
+
+TEST_F(Configure, ASecondFolderIsRefused) {
+    Analytics::configure(options);
+    EXPECT_THAT(reasonOfConfigure(), HasSubstr("already"));
+}
+
+TEST_F(Configure, SaysWhichOptionIsWrong) {
+    options.targetUri = "ftp://example.com";
+    EXPECT_THAT(reasonOfConfigure(), HasSubstr("targetUri \"ftp://example.com\""));
+    options.targetUri.reset();
+    options.visitTimeout = std::chrono::seconds(0);
+    EXPECT_THAT(reasonOfConfigure(), HasSubstr("visitTimeout"));
+    options.visitTimeout.reset();
+    options.documentsFolder = "";
+    EXPECT_THAT(reasonOfConfigure(), HasSubstr("documentsFolder"));
+}
+
+TEST_F(Configure, TheDebugLogGoesToTheHost) {
+    std::vector<std::string> lines;
+    options.debug = true;
+    options.debugLog = [&](std::string_view line) { lines.emplace_back(line); };
+    Analytics::configure(options);
+    BSDebugger::log(std::string_view("one line"));
+
+    EXPECT_THAT(lines, Contains("one line"));
+}
+
+TEST_F(Configure, WhatTheHostsLogThrowsIsDropped) {
+    options.debug = true;
+    options.debugLog = [](std::string_view) { throw std::runtime_error("full"); };
+    Analytics::configure(options);
+
+    EXPECT_NO_THROW(Analytics::event("a", "b", "c"));
+}
+
+TEST_F(Configure, TheVisitTimeoutIsApplied) {
+    const auto clock = std::make_shared<testing::FakeClock>();
+    options.platform.clock = clock;
+    options.visitTimeout = std::chrono::seconds(60);
+    Analytics::configure(options);
+    Analytics::startVisit();
+    const auto first = DocumentManager::sharedInstance().getLaistDocId();
+    clock->advance(61);
+    Analytics::startVisit();
+
+    EXPECT_NE(DocumentManager::sharedInstance().getLaistDocId(), first);
+}
+
+TEST_F(Configure, AMainQueueOfTheHostIsPumpedByTheHost) {
+    options.mainQueue = MainQueueChoice::pumpedByHost;
+    Analytics::configure(options);
+    bool ran = false;
+    platform::Platform::current().mainQueue->post([&] { ran = true; });
+    EXPECT_FALSE(ran);
+    Analytics::runMainQueue();
+
+    EXPECT_TRUE(ran);
+}
+
+TEST_F(Configure, WithoutConsentShouldSendRefuses) {
+    options.consent = false;
+    Analytics::configure(options);
+    EXPECT_FALSE(ProfileManager::sharedInstance().shouldSend(/*respectsServerWait=*/true));
+}
+
+}  // namespace
+}  // namespace harvelstone
