@@ -231,12 +231,9 @@ class DocumentManager {
     ~DocumentManager() = default;
 
     // transmit/send_loop.cpp
-    enum class PassEnd { stopped, headRetired };
-    PassEnd pass();
-    PassEnd assembleAndSend(const std::string& documentId, std::shared_ptr<NamedMap> document,
-                            const std::string& targetUri);
-    void assemble(NamedMap& document, const std::string& documentId);
-    PassEnd retireHead(Fate fate);
+    class SendRun;
+    /// The upload of the head document has ended so; goes on with the next.
+    void finishHead(Fate fate);
 
     // transmit/document_reply.cpp
     void handleReply(const std::optional<std::string>& data);

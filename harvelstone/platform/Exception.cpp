@@ -14,7 +14,7 @@ constexpr std::size_t mostFrames = 64;
 std::vector<void*> callStack() {
     std::array<void*, mostFrames> frames{};
     const auto count = backtrace(frames.data(), static_cast<int>(frames.size()));
-    return {frames.begin(), frames.begin() + count};
+    return std::vector<void*>(frames.begin(), frames.begin() + count);
 }
 
 struct Free {
@@ -30,7 +30,7 @@ std::vector<std::string> Exception::callStackSymbols() const {
     const auto& frames = content_->frames;
     const std::unique_ptr<char*, Free> symbols(backtrace_symbols(frames.data(), static_cast<int>(frames.size())));
     if (!symbols) return {};
-    return {symbols.get(), symbols.get() + frames.size()};
+    return std::vector<std::string>(symbols.get(), symbols.get() + frames.size());
 }
 
 }  // namespace harvelstone::platform

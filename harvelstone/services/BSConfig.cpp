@@ -9,7 +9,7 @@
 #include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/platform/NeverDestroyed.hpp"
 #include "harvelstone/services/StorageBatch.hpp"
-#include "harvelstone/services/TinyMap.hpp"
+#include "harvelstone/services/service_stores.hpp"
 
 namespace harvelstone {
 
@@ -21,8 +21,6 @@ constexpr std::string_view maxDataLifeKey = "max_data_life_hours";
 /// Three days: a weekend without a network is no reason to lose a visit.
 constexpr double usualDataLife = 72;
 
-std::shared_ptr<NamedMap> configStore() { return TinyMap::sharedInstance().get("current_config_file"); }
-
 }  // namespace
 
 BSConfig& BSConfig::sharedInstance() {
@@ -31,23 +29,23 @@ BSConfig& BSConfig::sharedInstance() {
 }
 
 double BSConfig::getMaxDataLifeTime() const {
-    const auto stored = configStore()->get(maxDataLifeKey);
+    const auto stored = service_stores::configuration()->get(maxDataLifeKey);
     return stored && stored->isNumber() ? stored->doubleValue() : usualDataLife;
 }
 
 void BSConfig::setMaxDataLifeTime(double hours) {
     if (!std::isfinite(hours) || hours < 0)
         throw platform::InvalidArgumentException(fmt::format("{} hours is no life time of data", hours));
-    configStore()->putDouble(maxDataLifeKey, hours);
+    service_stores::configuration()->putDouble(maxDataLifeKey, hours);
 }
 
 std::optional<Value> BSConfig::getPrefValue(const std::string& key) const {
-    return findValue(configStore()->getMutableDictionary(preferencesKey), key);
+    return findValue(service_stores::configuration()->getMutableDictionary(preferencesKey), key);
 }
 
 void BSConfig::putPref(const std::string& key, Value value) {
     const StorageBatch batch;  // around the lock: its end writes, and may log
-    const auto store = configStore();
+    const auto store = service_stores::configuration();
     const std::lock_guard lock(mutex_);
     auto preferences = store->getMutableDictionary(preferencesKey);
     setValue(preferences, key, std::move(value));

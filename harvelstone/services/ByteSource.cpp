@@ -8,8 +8,13 @@
 namespace harvelstone {
 
 namespace {
+
 constexpr std::size_t largestChunk = 256U << 10U;
-}
+
+/// Kept before what was asked for, because a reader that finds a frame unsound goes back to its head.
+constexpr std::size_t lookBack = 64;
+
+}  // namespace
 
 platform::Result<std::string_view> MemorySource::at(std::uint64_t offset, std::size_t /*wanted*/) {
     if (offset >= bytes_.size()) return std::string_view();
@@ -24,10 +29,11 @@ platform::Result<std::string_view> FileSource::at(std::uint64_t offset, std::siz
     }
     auto start = static_cast<std::size_t>(offset - base_);
     if (buffer_.size() - start < wanted) {
-        buffer_.erase(0, start);
-        base_ = offset;
-        start = 0;
-        if (auto done = readOn(std::max(wanted, chunk_)); !done) return done.error();
+        const auto dropped = start - std::min(start, lookBack);
+        buffer_.erase(0, dropped);
+        base_ += dropped;
+        start -= dropped;
+        if (auto done = readOn(start + std::max(wanted, chunk_)); !done) return done.error();
         chunk_ = std::min(2 * chunk_, largestChunk);
     }
     return std::string_view(buffer_).substr(start);

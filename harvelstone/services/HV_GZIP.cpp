@@ -2,9 +2,9 @@
 
 #include "harvelstone/services/HV_GZIP.hpp"
 
-#include <algorithm>
 #include <fmt/format.h>
 #include <vector>
+#define ZLIB_CONST  // input is only read
 #include <zlib.h>
 
 #include "harvelstone/platform/Exception.hpp"
@@ -13,8 +13,8 @@ namespace harvelstone {
 
 namespace {
 
-/// The middle of zlib's range: on the percent-encoded JSON of a document the best level takes 1 % off the size and
-/// triples the time.
+/// Measured on documents of 8 to 700 KB: the best level takes 5 to 8 % off the size for two to four times the time, the
+/// fastest adds a fifth and more.
 constexpr int compressionLevel = 6;
 
 constexpr int largestWindow = 15;
@@ -22,8 +22,8 @@ constexpr int gzipWrapper = 16;  // added to the window, it asks for a gzip head
 constexpr int usualMemoryLevel = 8;
 constexpr int unknownSystem = 255;  // RFC 1952, OS
 
-/// zlib counts input in 32 bits, so a longer text is fed piece by piece.
-constexpr std::size_t longestPiece = std::size_t{1} << 30;
+/// zlib counts input in 32 bits, so a long text is fed piece by piece.
+constexpr std::size_t longestPiece = std::size_t{1} << 24;
 constexpr std::size_t outputPiece = std::size_t{1} << 16;
 
 /// A deflate stream that is ended whatever happens.
@@ -42,7 +42,7 @@ class GzipStream {
 
     /// Compresses the piece, and the rest that zlib still holds if it is the last; appends what comes out.
     void compress(std::string_view piece, bool isLast, std::string& output) {
-        stream_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(piece.data()));  // zlib reads it only
+        stream_.next_in = reinterpret_cast<const Bytef*>(piece.data());
         stream_.avail_in = static_cast<uInt>(piece.size());
         do {
             stream_.next_out = buffer_.data();

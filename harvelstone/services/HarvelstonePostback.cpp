@@ -4,7 +4,7 @@
 
 #include "harvelstone/platform/NeverDestroyed.hpp"
 #include "harvelstone/services/StoredEntry.hpp"
-#include "harvelstone/services/TinyMap.hpp"
+#include "harvelstone/services/service_stores.hpp"
 
 namespace harvelstone {
 
@@ -12,8 +12,6 @@ namespace {
 
 constexpr std::string_view dataKey = "data";
 constexpr std::string_view referrerKey = "referrer";  // also the member of the postback section
-
-std::shared_ptr<NamedMap> postbackStore() { return TinyMap::sharedInstance().get("postbackDB"); }
 
 }  // namespace
 
@@ -23,21 +21,23 @@ HarvelstonePostback& HarvelstonePostback::sharedInstance() {
 }
 
 Dictionary HarvelstonePostback::getPostbackJosn() const {
-    const auto store = postbackStore();
+    const auto store = service_stores::postback();
     auto postback = store->getMutableDictionary(dataKey);
     if (const auto referrer = storedEntry(*store, referrerKey).value) setValue(postback, referrerKey, referrer);
     return postback;
 }
 
 void HarvelstonePostback::removePostbackReferrer() {
-    const auto store = postbackStore();
+    const auto store = service_stores::postback();
     if (storedEntry(*store, referrerKey).value) putEntry(*store, referrerKey, nullptr);
 }
 
 void HarvelstonePostback::setPostbackReferrer(const std::string& referrer) {
-    putEntry(*postbackStore(), referrerKey, referrer);
+    putEntry(*service_stores::postback(), referrerKey, referrer);
 }
 
-void HarvelstonePostback::setPostbackData(const Dictionary& values) { postbackStore()->putDictionary(dataKey, values); }
+void HarvelstonePostback::setPostbackData(const Dictionary& values) {
+    service_stores::postback()->putDictionary(dataKey, values);
+}
 
 }  // namespace harvelstone

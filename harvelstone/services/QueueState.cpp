@@ -112,7 +112,9 @@ QueueState::Hold QueueState::holdFile(std::unique_ptr<platform::File> file, Late
         return Hold::failed;
     }
     failuresLogged_.erase("read");
-    if (survey_.isForeign()) {
+    if (!survey_.isForeign()) {
+        failuresLogged_.erase("set aside");
+    } else {
         forgetFile();
         if (!isStillAtPath(*held->file)) return Hold::noFile;
         auto moved = setAside(name_, "no queue file", lines);

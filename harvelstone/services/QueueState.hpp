@@ -101,7 +101,7 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     std::unique_ptr<Held> held_;
 
     std::deque<std::string> pending_;                    // frames that could not be written, oldest first
-    std::shared_ptr<QueueState> self_;                   // this object, as long as it knows what the file does not hold
+    std::shared_ptr<QueueState> self_;                   // this object, as long as it knows more than the file
     std::set<std::string, std::less<>> failuresLogged_;  // "write", "read", ...: once each until it works again
 };
 

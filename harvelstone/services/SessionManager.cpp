@@ -12,14 +12,12 @@
 #include "harvelstone/platform/Platform.hpp"
 #include "harvelstone/services/BSUtil.hpp"
 #include "harvelstone/services/StorageBatch.hpp"
-#include "harvelstone/services/TinyMap.hpp"
 #include "harvelstone/services/counting_rules.hpp"
+#include "harvelstone/services/service_stores.hpp"
 
 namespace harvelstone {
 
 namespace {
-
-std::shared_ptr<NamedMap> visitStore() { return TinyMap::sharedInstance().get("BS_SESSION"); }
 
 std::string newVisitId() {
     auto id = platform::Platform::current().device->uuidText();
@@ -64,7 +62,7 @@ void SessionManager::noteActivity(NamedMap& store, double now) {
 
 std::string SessionManager::getSession(std::optional<int> /*flag*/) {
     const StorageBatch batch;
-    const auto store = visitStore();
+    const auto store = service_stores::visits();
     const std::lock_guard lock(mutex_);
     return currentVisit(*store, BSUtil::currentTimeMillis()).id;
 }
@@ -73,7 +71,7 @@ std::string SessionManager::getSid(std::optional<int> flag) { return getSession(
 
 void SessionManager::updateLastSessionID(const std::string& sessionId) {
     const StorageBatch batch;
-    const auto store = visitStore();
+    const auto store = service_stores::visits();
     const std::lock_guard lock(mutex_);
     state(*store).lastRecordedId = sessionId;
     storeLastRecordedId(*store, *state_);
@@ -81,7 +79,7 @@ void SessionManager::updateLastSessionID(const std::string& sessionId) {
 
 std::optional<std::string> SessionManager::getVisitNew(const std::string& /*documentId*/, bool isReadOnly) {
     const StorageBatch batch;
-    const auto store = visitStore();
+    const auto store = service_stores::visits();
     const std::lock_guard lock(mutex_);
     const double now = BSUtil::currentTimeMillis();
     if (isReadOnly && isVisitDue(state(*store), now, visitTimeout_)) return "Y";
@@ -91,21 +89,21 @@ std::optional<std::string> SessionManager::getVisitNew(const std::string& /*docu
 }
 
 std::optional<std::string> SessionManager::getVtTz(const std::string& sessionId) {
-    const auto store = visitStore();
+    const auto store = service_stores::visits();
     const std::lock_guard lock(mutex_);
     const auto* visit = findVisit(state(*store), sessionId);
     return visit != nullptr ? std::optional(platform::dateString(visit->started)) : std::nullopt;
 }
 
 std::int64_t SessionManager::getSlotNo(const std::string& sessionId) {
-    const auto store = visitStore();
+    const auto store = service_stores::visits();
     const std::lock_guard lock(mutex_);
     const auto* visit = findVisit(state(*store), sessionId);
     return visit != nullptr ? visit->slot : 0;
 }
 
 std::int64_t SessionManager::getCsPV(const std::string& sessionId) {
-    const auto store = visitStore();
+    const auto store = service_stores::visits();
     const std::lock_guard lock(mutex_);
     const auto* visit = findVisit(state(*store), sessionId);
     return visit != nullptr ? visit->pageViews : 0;
@@ -113,7 +111,7 @@ std::int64_t SessionManager::getCsPV(const std::string& sessionId) {
 
 void SessionManager::addCsPV() {
     const StorageBatch batch;
-    const auto store = visitStore();
+    const auto store = service_stores::visits();
     const std::lock_guard lock(mutex_);
     const double now = BSUtil::currentTimeMillis();
     auto& visit = currentVisit(*store, now);
@@ -124,7 +122,7 @@ void SessionManager::addCsPV() {
 
 void SessionManager::touch() {
     const StorageBatch batch;
-    const auto store = visitStore();
+    const auto store = service_stores::visits();
     const std::lock_guard lock(mutex_);
     const double now = BSUtil::currentTimeMillis();
     currentVisit(*store, now);
@@ -133,7 +131,7 @@ void SessionManager::touch() {
 
 void SessionManager::endVisit() {
     const StorageBatch batch;
-    const auto store = visitStore();
+    const auto store = service_stores::visits();
     const std::lock_guard lock(mutex_);
     state(*store).isEnded = true;
     storeActivity(*store, *state_);

@@ -4,8 +4,8 @@
 #include "harvelstone/services/BSDebugger.hpp"
 #include "harvelstone/services/SessionManager.hpp"
 #include "harvelstone/services/StorageBatch.hpp"
-#include "harvelstone/services/TinyMap.hpp"
 #include "harvelstone/services/configuration_settings.hpp"
+#include "harvelstone/services/service_stores.hpp"
 
 namespace harvelstone {
 
@@ -13,21 +13,20 @@ namespace {
 
 constexpr std::string_view configurationKey = "configuration";
 
-std::shared_ptr<NamedMap> configStore() { return TinyMap::sharedInstance().get("current_config_file"); }
-
 }  // namespace
 
 void SessionManager::switchOnStoredDebugLog() {
     if (isStarted_.exchange(true)) return;
     // Only ever on: the host may have switched the log on before, for this process.
-    if (Configuration(configStore()->getMutableDictionary(configurationKey)).getDebug()) BSDebugger::setEnabled(true);
+    if (Configuration(service_stores::configuration()->getMutableDictionary(configurationKey)).getDebug())
+        BSDebugger::setEnabled(true);
 }
 
 std::shared_ptr<const Configuration> SessionManager::getConfig() {
     const StorageBatch batch;
     const std::lock_guard lock(mutex_);
     if (!config_) {
-        const auto store = configStore();
+        const auto store = service_stores::configuration();
         auto stored = store->getMutableDictionary(configurationKey);
         if (addInstallSettings(stored)) store->putDictionary(configurationKey, stored);
         config_ = std::make_shared<const Configuration>(pictureOf(stored));
@@ -40,7 +39,7 @@ void SessionManager::configure(const Dictionary& settings) {
     if (settings.empty()) return;
     const StorageBatch batch;
     {
-        const auto store = configStore();
+        const auto store = service_stores::configuration();
         const std::lock_guard lock(mutex_);
         auto stored = store->getMutableDictionary(configurationKey);
         for (const auto& [name, value] : settings) stored.insert_or_assign(name, value);

@@ -36,24 +36,32 @@ Dictionary defaults() {
             {"returnVisitDate", usualReturnVisitLimit}};
 }
 
+/// Cleared, or a value that the setting may have.
+bool isUsable(SettingKind kind, const Value& stored) { return stored.isNull() || fits(kind, stored); }
+
 }  // namespace
 
 bool addInstallSettings(Dictionary& stored) {
-    const auto& device = *Platform::current().device;
-    const double now = Platform::current().clock->now();
-    const auto countBefore = stored.size();
-    if (!stored.contains("uuid")) stored.emplace("uuid", device.uuidText());
-    if (!stored.contains("venId")) stored.emplace("venId", device.uuidText());
-    stored.try_emplace("installDate", platform::dateString(now));
-    stored.try_emplace("installTimeMillis", Value(now * millisOfSecond).integerValue());
-    return stored.size() != countBefore;
+    const auto isMissing = [&](std::string_view name) {
+        const auto found = stored.find(name);
+        return found == stored.end() || !isUsable(SettingKind::textOrNumber, found->second);
+    };
+    const auto& platform = Platform::current();
+    Dictionary made;
+    if (isMissing("uuid")) made.emplace("uuid", platform.device->uuidText());
+    if (isMissing("venId")) made.emplace("venId", platform.device->uuidText());
+    if (isMissing("installDate")) made.emplace("installDate", platform::dateString(platform.clock->now()));
+    if (isMissing("installTimeMillis"))
+        made.emplace("installTimeMillis", Value(platform.clock->now() * millisOfSecond).integerValue());
+    for (const auto& [name, value] : made) stored.insert_or_assign(name, value);
+    return !made.empty();
 }
 
 Dictionary pictureOf(const Dictionary& stored) {
     auto picture = defaults();
     for (const auto& setting : configurationSettings) {
         const auto found = stored.find(setting.name);
-        if (found != stored.end() && (found->second.isNull() || fits(setting.kind, found->second)))
+        if (found != stored.end() && isUsable(setting.kind, found->second))
             picture.insert_or_assign(std::string(setting.name), found->second);
     }
     return picture;

@@ -28,8 +28,8 @@ inline constexpr Setting configurationSettings[] = {
     {"returnVisitDate", SettingKind::integer},
 };
 
-/// Adds what an installation makes once and keeps: its identifiers, and the time of the install. Whatever is there, a
-/// cleared setting included, stays. True when something was added.
+/// Adds what an installation makes once and keeps: its identifiers, and the time of the install. A setting that is
+/// there stays, a cleared one too. True when something was added.
 bool addInstallSettings(Dictionary& stored);
 
 /// The settings as a picture shows them: those stored, null where one was cleared, over the defaults. The defaults come

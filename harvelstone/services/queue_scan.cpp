@@ -136,9 +136,10 @@ Result<void> surveyQueue(ByteSource& source, QueueSurvey& survey) {
         auto piece = scanner.next();
         if (!piece) return piece.error();
         if (piece->kind == Kind::consumed) {
+            // A list that says nothing sensible is passed over: its records come again rather than not at all.
             if (auto ranges = queue_format::readConsumedPayload(piece->payload, piece->begin))
                 survey.consumed.add(*ranges);
-            // A list that says nothing sensible is passed over: its records come again rather than not at all.
+            survey.consumed.add(piece->begin, piece->end);  // the frame itself holds nothing to read
         }
         if (piece->kind == Kind::header) {
             auto bytes = source.at(0, headerSize);

@@ -1,0 +1,55 @@
+// Deletes the stored files that are older than MAX_LEFE_TIME_JSONFILE whole hours, those of documents that still wait
+// included; the long-lived stores (DocumentDB, current_profile_file, ...) stay. Runs on the main queue and on the
+// threads that passes run on.
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <string>
+#include <string_view>
+
+#include "harvelstone/document/DocumentManager.hpp"
+#include "harvelstone/platform/Calendar.hpp"
+#include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/Platform.hpp"
+#include "harvelstone/services/BSDebugger.hpp"
+#include "harvelstone/services/BSUtil.hpp"
+#include "harvelstone/services/StorageFolder.hpp"
+
+namespace harvelstone {
+
+namespace {
+
+constexpr std::string_view exemptNames[] = {
+    "DocumentDB.Harvelstone",     "current_profile_file.Harvelstone", "current_config_file.Harvelstone",
+    "BS_SESSION_MAP.Harvelstone", "BS_SESSION.Harvelstone",           "postbackDB.Harvelstone",
+};
+
+bool isExempt(std::string_view name) {
+    return std::find(std::begin(exemptNames), std::end(exemptNames), name) != std::end(exemptNames);
+}
+
+bool isTooOld(const std::string& path, double now) {
+    const auto attributes = platform::Platform::current().fileSystem->attributes(path);
+    return attributes && platform::wholeHoursBetween(attributes->modificationDate, now) > MAX_LEFE_TIME_JSONFILE;
+}
+
+}  // namespace
+
+void DocumentManager::deleteOldestJsonFile() {
+    try {
+        const auto& folder = storageFolder();
+        const auto names = platform::Platform::current().fileSystem->list(folder);
+        if (!names) return;
+        const double now = BSUtil::currentTimeMillis();
+        for (const auto& name : *names) {
+            const auto path = fmt::format("{}{}", folder, name);
+            if (!name.ends_with(FILE_SUFFIX) || !isTooOld(path, now) || isExempt(name)) continue;
+            deletePath(path);
+            BSDebugger::log(fmt::format("documentManager.deleteOldestJsonFile : {}", path));
+        }
+    } catch (const platform::Exception&) {
+        BSDebugger::log("DEBUG_HARVELSTONE_JSON : an Exception occurred.");
+    }
+}
+
+}  // namespace harvelstone

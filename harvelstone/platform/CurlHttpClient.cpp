@@ -1,0 +1,116 @@
+// Starts requests, lends each a libcurl handle from a pool, and hands their outcomes over. Requests are checked on the
+// caller's thread; everything else runs on the request's queue.
+#include "harvelstone/platform/CurlHttpClient.hpp"
+
+#include <algorithm>
+#include <exception>
+#include <fmt/format.h>
+#include <mutex>
+#include <string_view>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+#include "harvelstone/platform/CurlConnection.hpp"
+#include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/HttpExchange.hpp"
+#include "harvelstone/platform/http_url.hpp"
+
+namespace harvelstone::platform {
+namespace {
+
+/// What may stand in a method or a header's name (RFC 9110, token).
+bool isToken(std::string_view text) {
+    constexpr std::string_view allowed =
+        "!#$%&'*+-.^_`|~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+    return !text.empty() && text.find_first_not_of(allowed) == std::string_view::npos;
+}
+
+bool isHeaderValue(std::string_view text) {
+    return std::none_of(text.begin(), text.end(), [](char character) {
+        const auto byte = static_cast<unsigned char>(character);
+        return (byte < 0x20 && character != '\t') || byte == 0x7F;
+    });
+}
+
+void check(const HttpRequest& request) {
+    if (const auto refusal = refusalOfUrl(request.url)) throw InvalidArgumentException(*refusal);
+    if (!isToken(request.method))
+        throw InvalidArgumentException(fmt::format("\"{}\" is no HTTP method", request.method));
+    for (const auto& header : request.headers) {
+        if (!isToken(header.name)) throw InvalidArgumentException(fmt::format("\"{}\" names no header", header.name));
+        if (!isHeaderValue(header.value))
+            throw InvalidArgumentException(fmt::format("the header {} holds a control character", header.name));
+    }
+    static_cast<void>(declaredLength(request));  // raises if it cannot be read
+}
+
+}  // namespace
+
+/// Handles that no request is using. The one given back last is lent first: its connection is the freshest.
+class CurlHttpClient::Pool {
+  public:
+    explicit Pool(CurlSettings settings) : settings_(std::move(settings)) {}
+
+    /// The handle is back before this returns, so that a completion that starts the next request finds it.
+    HttpOutcome perform(const HttpRequest& request) {
+        try {
+            auto connection = lend();
+            auto outcome = connection->perform(request, settings_);
+            takeBack(std::move(connection));
+            return outcome;
+        } catch (const std::exception& exception) {
+            return {.response = {}, .data = std::nullopt, .error = HttpError{exception.what()}};
+        }
+    }
+
+  private:
+    // Uploads go one at a time, immediate sends beside them: more are hardly ever in use at once.
+    static constexpr std::size_t mostKept = 4;
+
+    std::unique_ptr<CurlConnection> lend() {
+        {
+            const std::lock_guard lock(mutex_);
+            forgetParents();
+            if (!kept_.empty()) {
+                auto connection = std::move(kept_.back());
+                kept_.pop_back();
+                return connection;
+            }
+        }
+        return std::make_unique<CurlConnection>();
+    }
+
+    void takeBack(std::unique_ptr<CurlConnection> connection) {
+        const std::lock_guard lock(mutex_);
+        if (kept_.size() < mostKept) kept_.push_back(std::move(connection));
+    }
+
+    /// In a child made by fork, the connections are still its parent's: not to be used, nor closed in order.
+    void forgetParents() {
+        const auto before = std::exchange(process_, getpid());
+        if (before == process_) return;
+        for (auto& connection : kept_) static_cast<void>(connection.release());
+        kept_.clear();
+    }
+
+    const CurlSettings settings_;
+    std::mutex mutex_;
+    std::vector<std::unique_ptr<CurlConnection>> kept_;
+    pid_t process_ = getpid();
+};
+
+CurlHttpClient::CurlHttpClient(CurlSettings settings) : pool_(std::make_shared<Pool>(std::move(settings))) {}
+
+CurlHttpClient::~CurlHttpClient() = default;
+
+void CurlHttpClient::sendAsynchronousRequest(HttpRequest request, std::shared_ptr<RunLoop> queue,
+                                             HttpCompletion completionHandler) {
+    check(request);
+    queue->post([pool = pool_, request = std::move(request), completion = std::move(completionHandler)] {
+        const auto outcome = pool->perform(request);
+        completion(outcome.response, outcome.data, outcome.error);
+    });
+}
+
+}  // namespace harvelstone::platform

@@ -1,0 +1,240 @@
+// The send loop: one pass takes the oldest pending document through the gates, fills it from its queues (the goal,
+// pages, click, revenue and push FILE_PREFIX) the first time, and starts its upload. Reads and writes the document's
+// sections and RETRY_COUNT, the pending list (DOCUMENT_TARGET_NAME), and reads the preference VISIT_NEW_SERVER_TIME.
+// Runs on the caller's thread: the host's, or the worker of the upload before.
+
+#include <cmath>
+#include <cstdint>
+#include <fmt/format.h>
+#include <limits>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "harvelstone/document/DocumentManager.hpp"
+#include "harvelstone/document/OutstandingWork.hpp"
+#include "harvelstone/document/document_names.hpp"
+#include "harvelstone/platform/Describe.hpp"
+#include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/Platform.hpp"
+#include "harvelstone/services/BSConfig.hpp"
+#include "harvelstone/services/BSDebugger.hpp"
+#include "harvelstone/services/BSUtil.hpp"
+#include "harvelstone/services/HarvelstoneReachability.hpp"
+#include "harvelstone/services/StaticValues.hpp"
+#include "harvelstone/services/StorageBatch.hpp"
+#include "harvelstone/services/TinyMap.hpp"
+#include "harvelstone/services/TrackType.hpp"
+#include "harvelstone/services/Tracker.hpp"
+#include "harvelstone/transmit/document_assembly.hpp"
+#include "harvelstone/transmit/upload_request.hpp"
+
+namespace harvelstone {
+
+namespace {
+
+constexpr platform::Seconds removalDelay{1.0};
+
+constexpr UploadKind documentUpload{.logTag = "DEBUG_HARVELSTONE_JSON", .outgoingEnd = "", .setsContentLength = true};
+
+/// The install referrer is waited for until the end of the start-up hold.
+bool isHeldAtStart(DocumentManager& manager) {
+    if (profiler->isInstallReferrerSet()) return false;
+    if (sendStartTimestamp > std::trunc(BSUtil::currentTimeMillis())) {
+        if (manager.getLtvt() == 1)
+            BSDebugger::log("DEBUG_HARVELSTONE_JSON : EXIT By ltvt == 1 and install Check is false. ");
+        return true;
+    }
+    profiler->putSessionBoolData(StaticValues::IS_INSTALL_REFERRER_SET(), true);
+    BSDebugger::log("DEBUG_HARVELSTONE_JSON : current time is over than 30 second from start the app.");
+    return false;
+}
+
+/// Whether nothing stands against sending anything at all.
+bool passesGates(DocumentManager& manager) {
+    if (isHeldAtStart(manager)) return false;
+    if (!profiler->shouldSend(/*respectsServerWait=*/true)) {
+        BSDebugger::log("DEBUG_HARVELSTONE_JSON : DEBUG_HARVELSTONE_JSON : EXIT By shouldSend is false.");
+        return false;
+    }
+    if (sendLock) {
+        BSDebugger::log("DEBUG_HARVELSTONE_JSON : EXIT By sendLock is true.");
+        return false;
+    }
+    if (!HarvelstoneReachability::isConnectedToNetwork()) {
+        BSDebugger::log("DEBUG_HARVELSTONE_LOG : deleteOldestJsonFile Enter.");
+        manager.deleteOldestJsonFile();
+        return false;
+    }
+    return true;
+}
+
+bool isExpired(const Dictionary& session) {
+    const double age = BSUtil::currentTimeMillis() - doubleValue(findValue(session, StaticValues::CREATE_TIME()));
+    return age > BSConfig::sharedInstance().getMaxDataLifeTime() * 60.0 * 60.0;
+}
+
+/// Counts the attempt, whether it is made or not; says whether there were too many before it.
+bool isExhausted(NamedMap& document) {
+    const auto attempts = integerValue(document.get(StaticValues::RETRY_COUNT()));
+    const auto isHighest = attempts == std::numeric_limits<std::int64_t>::max();
+    document.putInt(StaticValues::RETRY_COUNT(), isHighest ? attempts : attempts + 1);
+    return attempts >= MAX_RETRY_COUNT_FOR_SENDDOCUMENT;
+}
+
+void removeLater(DocumentManager& manager, std::string documentId) {
+    platform::Platform::current().mainQueue->callAfter(
+        removalDelay, [work = std::make_shared<OutstandingWork>(OutstandingWork::Kind::removal), &manager,
+                       documentId = std::move(documentId)] { manager.removeSentDocument(documentId); });
+}
+
+}  // namespace
+
+/// A run of passes, one after another for as long as each retires its document.
+///
+/// The pending list is stored once, at the end of the run, because storing a list of n ids at each of n retirements
+/// would take hours for a long one. A crash in between loses nothing: the same ids are retired again after it.
+class DocumentManager::SendRun {
+  public:
+    /// What a step leads to.
+    enum class Next { pass, upload, stop };
+    using Step = Next (SendRun::*)();
+
+    explicit SendRun(DocumentManager& manager, Fate fateOfHead = Fate::sent)
+        : manager_(manager), fateOfHead_(fateOfHead) {}
+
+    /// The edge of the send loop: an exception ends the run and leaves its document at the head.
+    void start(Step firstStep) {
+        try {
+            if (runSteps(firstStep) == Next::upload)
+                startUpload(
+                    documentUpload, json_, targetUri_,
+                    [&manager = manager_](const std::optional<std::string>& data) { manager.handleReply(data); });
+        } catch (const platform::Exception&) {
+            BSDebugger::log("DEBUG_HARVELSTONE_JSON : an Exception occurred.");
+        }
+    }
+
+    Next pass() {
+        const StorageBatch batch;
+        manager_.printCurrentFiles();
+        if (!passesGates(manager_)) return Next::stop;
+        const auto names = documetNameList->load();
+        BSDebugger::log(
+            [&] { return fmt::format("documetNameList : {}", platform::describe(Value(names->asList()))); });
+        if (names->empty()) {
+            BSDebugger::log("DEBUG_HARVELSTONE_LOG : createDocument Enter.");
+            return startAfresh();
+        }
+        targetUri_ = sessionManager->getConfig()->getTargetUri();
+        const auto& documentId = names->at(0);
+        BSDebugger::log(fmt::format("DocumentManager.sendDocument(documentID) : {}", documentId));
+        return prepare(documentId, TinyMap::sharedInstance().get(documentId));
+    }
+
+    Next retireHead() { return retireHead(fateOfHead_); }
+
+    /// The head document is done, if it has not left the list already.
+    Next finishHead() { return finishHead(fateOfHead_); }
+
+  private:
+    Next runSteps(Step firstStep) {
+        auto next = Next::stop;
+        try {
+            next = (this->*firstStep)();
+            while (next == Next::pass) next = pass();
+        } catch (...) {
+            storeNames();
+            throw;
+        }
+        // Whatever the passes put is on disk by now: a crash during the upload sends the document again, with its
+        // attempts counted.
+        storeNames();
+        return next;
+    }
+
+    Next prepare(const std::string& documentId, std::shared_ptr<NamedMap> document) {
+        const auto session = document->get(TrackType::TYPE_SESSION().typeValue());
+        if (!session || session->dictionary() == nullptr) return retireHead(Fate::sessionMissing);
+        if (session->dictionary()->empty()) {
+            BSDebugger::log("DEBUG_HARVELSTONE_JSON : none of the document. documentDic.count is zero.");
+            return Next::stop;
+        }
+        if (isExpired(*session->dictionary())) {
+            BSDebugger::log(fmt::format("DEBUG_HARVELSTONE_JSON : this document life time is over. {}", documentId));
+            return retireHead(Fate::expired);
+        }
+        if (!document->has(StaticValues::RETRY_COUNT())) {
+            document = assembled(manager_, std::move(document), documentId);
+        } else if (isExhausted(*document)) {
+            BSDebugger::log(
+                fmt::format("DEBUG_HARVELSTONE_JSON : this document retry count is more than 3. {}", documentId));
+            return retireHead(Fate::retriesExhausted);
+        }
+        document->save();
+        return prepareUpload(std::move(document));
+    }
+
+    Next prepareUpload(std::shared_ptr<NamedMap> document) {
+        if (!hasConversionData(*document)) {
+            BSDebugger::log("DEBUG_HARVELSTONE_sendAsynchronousRequest : this page doesn't have the conversion data.");
+            BSDebugger::log("DEBUG_HARVELSTONE_LOG : nextSendDocument Enter.");
+            return retireHead(Fate::noConversionData);
+        }
+        if (Tracker::sharedInstance().FLAG_OF_TrafficLimitExceeded) {
+            BSDebugger::log(
+                "DEBUG_HARVELSTONE_SENDDOCUMENT_LIMIT_TRAFFIC : This Service exceeded analytic traffic limit. Your "
+                "request is skipped.");
+            return finishHead(Fate::trafficLimit);
+        }
+        json_ = payloadOf(manager_, std::move(document));
+        return Next::upload;
+    }
+
+    Next retireHead(Fate fate) {
+        std::optional<std::string> head;
+        const auto rest = documetNameList->update([&head](const DocumentNames& names) {
+            head = names.empty() ? std::nullopt : std::optional(names.at(0));
+            return head ? names.withoutFirst() : names;
+        });
+        if (!head) {
+            BSDebugger::log(
+                "DEBUG_HARVELSTONE_sendAsynchronousRequest : nextSendDocument->documentNamelist.size == 0  ");
+            return Next::stop;
+        }
+        owesNames_ = true;
+        recordFate(*head, fate);
+        removeLater(manager_, *std::move(head));
+        return rest->empty() ? startAfresh() : Next::pass;
+    }
+
+    Next finishHead(Fate fate) {
+        if (!documetNameList->load()->empty()) return retireHead(fate);
+        startAfresh();
+        BSDebugger::log("DEBUG_HARVELSTONE_SENDDOCUMENT skip by documentNameList size is zero. ");
+        return Next::stop;
+    }
+
+    Next startAfresh() {
+        currentDocument->store(manager_.createDocument());
+        return Next::stop;
+    }
+
+    void storeNames() {
+        if (std::exchange(owesNames_, false)) storeDocumentNames();
+    }
+
+    DocumentManager& manager_;
+    const Fate fateOfHead_;
+    bool owesNames_ = false;
+    std::string json_;
+    std::optional<Value> targetUri_;
+};
+
+void DocumentManager::sendDocument() { SendRun(*this).start(&SendRun::pass); }
+
+void DocumentManager::nextSendDocument() { SendRun(*this).start(&SendRun::retireHead); }
+
+void DocumentManager::finishHead(Fate fate) { SendRun(*this, fate).start(&SendRun::finishHead); }
+
+}  // namespace harvelstone
