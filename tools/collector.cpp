@@ -1,0 +1,231 @@
+// The local collector: an HTTP server that decodes uploads. Its connections run on the server library's threads.
+//
+// The server is the library's, but the connections are ours: so a connection can be closed without any answer, a body
+// keeps its compression until we have counted its bytes, and the end of the collector does not wait for idle clients.
+
+#include "tools/collector.hpp"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <fmt/format.h>
+#include <httplib.h>
+#include <mutex>
+#include <poll.h>
+#include <sys/socket.h>
+#include <thread>
+
+namespace harvelstone::tools {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::size_t connectionLimit = 64;
+constexpr std::chrono::seconds idleLimit{30};
+constexpr std::chrono::seconds silenceLimit{10};
+constexpr int pollMilliseconds = 20;  // how soon a waiting connection sees that the collector stops
+
+/// One client's connection, as the server library reads and writes it.
+class Connection final : public httplib::Stream {
+  public:
+    Connection(socket_t socket, const std::atomic<bool>& isStopping) : socket_(socket), isStopping_(isStopping) {}
+    ~Connection() override {
+        ::shutdown(socket_, SHUT_RDWR);
+        ::close(socket_);
+    }
+
+    /// Waits for the next request's first byte; false when none comes any more.
+    bool waitForRequest() { return position_ < filled_ || waitFor(POLLIN, idleLimit); }
+    /// From now on nothing is written.
+    void abandon() { isAbandoned_ = true; }
+
+    bool is_readable() const override { return position_ < filled_ || waitFor(POLLIN, silenceLimit); }
+    bool is_writable() const override { return !isAbandoned_ && waitFor(POLLOUT, silenceLimit); }
+
+    ssize_t read(char* bytes, std::size_t size) override {
+        if (position_ == filled_) {
+            if (!waitFor(POLLIN, silenceLimit)) return -1;
+            const auto count = ::recv(socket_, buffer_.data(), buffer_.size(), 0);
+            if (count <= 0) return count;
+            position_ = 0;
+            filled_ = static_cast<std::size_t>(count);
+        }
+        const auto count = std::min(size, filled_ - position_);
+        std::copy_n(buffer_.data() + position_, count, bytes);
+        position_ += count;
+        return static_cast<ssize_t>(count);
+    }
+
+    ssize_t write(const char* bytes, std::size_t size) override {
+        if (!is_writable()) return -1;
+        return ::send(socket_, bytes, size, MSG_NOSIGNAL);
+    }
+
+    // Nobody asks for the addresses.
+    void get_remote_ip_and_port(std::string& ip, int& port) const override { none(ip, port); }
+    void get_local_ip_and_port(std::string& ip, int& port) const override { none(ip, port); }
+    socket_t socket() const override { return socket_; }
+
+  private:
+    static void none(std::string& ip, int& port) {
+        ip.clear();
+        port = 0;
+    }
+
+    bool waitFor(short event, steady_clock::duration limit) const {
+        const auto deadline = steady_clock::now() + limit;
+        while (!isStopping_ && steady_clock::now() < deadline) {
+            pollfd entry{socket_, event, 0};
+            if (::poll(&entry, 1, pollMilliseconds) > 0) return true;
+        }
+        return false;
+    }
+
+    const socket_t socket_;
+    const std::atomic<bool>& isStopping_;
+    std::array<char, 16384> buffer_{};
+    std::size_t position_ = 0;
+    std::size_t filled_ = 0;
+    bool isAbandoned_ = false;
+};
+
+thread_local Connection* currentConnection = nullptr;
+
+/// Unlike the library's own choice, not the option by which two servers can share a port unknowingly.
+void allowQuickRestart(socket_t socket) {
+    const int yes = 1;
+    ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+}
+
+}  // namespace
+
+class Collector::Server final : public httplib::Server {
+  public:
+    Server(const CollectorOptions& options, CollectorEvents events)
+        : limits_(options.limits), script_(options.replies), events_(std::move(events)) {
+        new_task_queue = [] { return new httplib::ThreadPool(connectionLimit); };
+        set_socket_options(allowQuickRestart);
+        set_tcp_nodelay(/*on=*/true);
+        Post(".*", [this](const httplib::Request&, httplib::Response& response, const httplib::ContentReader& reader) {
+            takeUpload(response, reader);
+        });
+    }
+
+    void listen() {
+        thread_ = std::thread([this] { listen_after_bind(); });
+        // A stop that comes before the library has begun to accept would be lost.
+        while (!is_running()) std::this_thread::yield();
+    }
+
+    void end() {
+        {
+            const std::lock_guard lock(mutex_);
+            isStopping_ = true;
+        }
+        stopped_.notify_all();
+        stop();
+        if (thread_.joinable()) thread_.join();
+    }
+
+  private:
+    bool process_and_close_socket(socket_t socket) override {
+        Connection connection(socket, isStopping_);
+        currentConnection = &connection;
+        bool isClosed = false;
+        const auto keepCompression = [](httplib::Request& request) { request.headers.erase("Content-Encoding"); };
+        while (!isClosed && connection.waitForRequest()) {
+            if (!process_request(connection, /*close_connection=*/false, isClosed, keepCompression)) break;
+        }
+        currentConnection = nullptr;
+        return true;
+    }
+
+    void takeUpload(httplib::Response& response, const httplib::ContentReader& reader) {
+        std::string bytes;
+        // What is beyond the limit is read and thrown away, up to a point, so that the client gets to see the answer.
+        std::size_t surplus = 0;
+        const bool isWhole = reader([&](const char* data, std::size_t size) {
+            const auto room = limits_.body + 1 - bytes.size();
+            bytes.append(data, std::min(size, room));
+            surplus += size - std::min(size, room);
+            return surplus <= 4 * limits_.body;
+        });
+        if (!isWhole && bytes.size() <= limits_.body) {
+            refuse(response, "the body ended before its announced end");
+            currentConnection->abandon();
+            return;
+        }
+        auto decoding = decodeBody(bytes, limits_);
+        if (!decoding.body) {
+            refuse(response, decoding.refusal);
+            return;
+        }
+        const auto reply = accept(*decoding.body, response);
+        if (reply) answer(*reply, response);
+    }
+
+    void refuse(httplib::Response& response, const std::string& reason) {
+        const std::lock_guard lock(eventMutex_);
+        if (events_.refused) events_.refused(reason);
+        response.status = 400;
+        response.set_content(reason + "\n", "text/plain");
+    }
+
+    std::optional<Reply> accept(const DecodedBody& body, httplib::Response& response) {
+        const std::lock_guard lock(eventMutex_);
+        if (events_.received && !events_.received(body)) {
+            response.status = 500;
+            response.set_content("the document could not be kept\n", "text/plain");
+            return std::nullopt;
+        }
+        return script_.next();
+    }
+
+    void answer(const Reply& reply, httplib::Response& response) {
+        if (reply.delay.count() > 0) {
+            std::unique_lock lock(mutex_);
+            stopped_.wait_for(lock, reply.delay, [this] { return isStopping_.load(); });
+        }
+        if (reply.closesWithoutAnswer || isStopping_) currentConnection->abandon();
+        response.status = reply.status;
+        response.set_content(reply.body, "application/json");
+    }
+
+    const BodyLimits limits_;
+    ReplyScript script_;
+    CollectorEvents events_;
+    std::mutex eventMutex_;
+
+    std::mutex mutex_;
+    std::condition_variable stopped_;
+    std::atomic<bool> isStopping_{false};
+    std::thread thread_;
+};
+
+Collector::Collector(CollectorOptions options, CollectorEvents events)
+    : options_(std::move(options)), server_(std::make_unique<Server>(options_, std::move(events))) {}
+
+Collector::~Collector() { stop(); }
+
+bool Collector::start() {
+    int port = options_.port;
+    if (port == 0) {
+        port = server_->bind_to_any_port(options_.host);
+        if (port < 0) return false;
+    } else if (!server_->bind_to_port(options_.host, port)) {
+        return false;
+    }
+    const bool isVersion6 = options_.host.find(':') != std::string::npos;
+    address_ = fmt::format("http://{}:{}", isVersion6 ? "[" + options_.host + "]" : options_.host, port);
+    server_->listen();
+    return true;
+}
+
+void Collector::stop() {
+    if (!address_.empty()) server_->end();
+}
+
+}  // namespace harvelstone::tools

@@ -1,0 +1,102 @@
+// `harvelstone inspect`: prints what lies in a storage folder.
+
+#include "tools/inspect.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <fmt/format.h>
+#include <iostream>
+#include <iterator>
+#include <system_error>
+
+#include "harvelstone/platform/Describe.hpp"
+#include "harvelstone/platform/Json.hpp"
+
+#include "tools/exit_codes.hpp"
+
+namespace harvelstone::tools {
+
+namespace {
+
+/// Lines with an indentation.
+class Tree {
+  public:
+    void add(int depth, std::string_view line) {
+        fmt::format_to(std::back_inserter(text_), "{:{}}{}\n", "", 2 * depth, line);
+    }
+
+    /// A value under its name: containers one level deep, what is deeper as JSON text.
+    void addValue(int depth, const std::string& name, const Value& value) {
+        if (const auto* dictionary = value.dictionary()) {
+            add(depth, fmt::format("{} ({} values)", name, dictionary->size()));
+            for (const auto& [key, member] : *dictionary) {
+                add(depth + 1, fmt::format("{}: {}", key, platform::jsonText(member)));
+            }
+        } else if (const auto* list = value.list()) {
+            add(depth, fmt::format("{} ({})", name, list->size()));
+            for (const auto& element : *list) add(depth + 1, platform::jsonText(element));
+        } else {
+            add(depth, fmt::format("{}: {}", name, platform::jsonText(value)));
+        }
+    }
+
+    std::string take() && { return std::move(text_); }
+
+  private:
+    std::string text_;
+};
+
+bool isPending(const StorageContents& contents, const std::string& id) {
+    return std::find(contents.pending.begin(), contents.pending.end(), Value(id)) != contents.pending.end();
+}
+
+/// The storage folder that is meant: the folder itself, or the one in a Documents folder.
+std::string storageFolderIn(const std::string& folder) {
+    const std::filesystem::path path(folder);
+    std::error_code ignored;  // what cannot be looked at is not there
+    if (std::filesystem::exists(path / "DocumentDB.Harvelstone", ignored)) return folder;
+    const auto inner = path / "harvelstone";
+    return std::filesystem::is_directory(inner, ignored) ? inner.string() : folder;
+}
+
+}  // namespace
+
+std::string storageJson(StorageContents contents) {
+    return platform::jsonText(Dictionary{{"pending", std::move(contents.pending)},
+                                         {"documentDB", std::move(contents.documentDB)},
+                                         {"documents", std::move(contents.documents)},
+                                         {"queues", std::move(contents.queues)},
+                                         {"damaged", std::move(contents.damaged)}});
+}
+
+std::string storageText(const StorageContents& contents) {
+    Tree tree;
+    tree.add(0, fmt::format("pending ({})", contents.pending.size()));
+    for (const auto& id : contents.pending) tree.add(1, platform::describe(id));
+    tree.add(0, "documentDB");
+    for (const auto& [key, value] : contents.documentDB) tree.addValue(1, key, value);
+    tree.add(0, fmt::format("documents ({})", contents.documents.size()));
+    for (const auto& [id, sections] : contents.documents) {
+        tree.add(1, isPending(contents, id) ? id : id + " (not pending)");
+        for (const auto& [key, section] : *sections.dictionary()) tree.addValue(2, key, section);
+    }
+    tree.add(0, fmt::format("queues ({})", contents.queues.size()));
+    for (const auto& [name, records] : contents.queues) tree.addValue(1, name, records);
+    tree.add(0, fmt::format("damaged ({})", contents.damaged.size()));
+    for (const auto& damage : contents.damaged) tree.add(1, platform::jsonText(damage));
+    return std::move(tree).take();
+}
+
+int runInspect(const InspectOptions& options) {
+    const auto folder = storageFolderIn(options.folder);
+    std::string error;
+    auto contents = readStorage(folder, error);
+    if (!contents) {
+        std::cerr << fmt::format("harvelstone inspect: cannot read {}: {}\n", folder, error);
+        return exitFailed;
+    }
+    std::cout << (options.asJson ? storageJson(*std::move(contents)) + "\n" : storageText(*contents)) << std::flush;
+    return std::cout ? exitDone : exitFailed;
+}
+
+}  // namespace harvelstone::tools

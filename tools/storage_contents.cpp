@@ -1,0 +1,149 @@
+// Reading a storage folder from outside: every "NAME.Harvelstone" by what its name says it is.
+
+#include "tools/storage_contents.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <fmt/format.h>
+#include <functional>
+#include <memory>
+
+#include "harvelstone/platform/Describe.hpp"
+#include "harvelstone/platform/Platform.hpp"
+#include "harvelstone/services/StaticValues.hpp"
+#include "harvelstone/services/StorageFolder.hpp"
+#include "harvelstone/services/map_format.hpp"
+#include "harvelstone/services/queue_scan.hpp"
+
+namespace harvelstone::tools {
+
+namespace {
+
+constexpr std::string_view pendingListKey = "DocumentTarget";
+constexpr std::size_t longestExcerpt = 4096;
+
+constexpr std::array<std::string_view, 5> otherStores{"current_profile_file", "current_config_file", "BS_SESSION_MAP",
+                                                      "BS_SESSION", "postbackDB"};
+
+bool isQueue(std::string_view name) {
+    const std::array prefixes{
+        std::cref(StaticValues::GOAL_FILE_PREFIX()),    std::cref(StaticValues::PAGES_FILE_PREFIX()),
+        std::cref(StaticValues::CLICK_FILE_PREFIX()),   std::cref(StaticValues::REVENUE_FILE_PREFIX()),
+        std::cref(StaticValues::PUSH_FILE_PREFIX()),    std::cref(StaticValues::EVENT_FILE_PREFIX()),
+        std::cref(StaticValues::CAMPAIGN_FILE_PREFIX())};
+    return std::any_of(prefixes.begin(), prefixes.end(),
+                       [&](const std::string& prefix) { return name.starts_with(prefix); });
+}
+
+platform::FileSystem& files() { return *platform::Platform::current().fileSystem; }
+
+/// The beginning of a file that is no map, as text.
+std::string excerpt(const std::string& path) {
+    auto file = files().open(path, platform::OpenMode::Read);
+    std::string text(longestExcerpt, '\0');
+    if (!file) return {};
+    const auto count = (*file)->read(std::as_writable_bytes(std::span(text)), /*offset=*/0);
+    text.resize(count ? *count : 0);
+    return text;
+}
+
+class FolderReader {
+  public:
+    explicit FolderReader(std::string folder) : folder_(std::move(folder)) {}
+
+    void read(const std::string& file) {
+        const std::string name(storedName(file));
+        if (name.empty()) return;
+        if (const auto owner = corruptFileOwner(file); !owner.empty()) return readSetAside(file, owner);
+        if (isQueue(name)) {
+            if (auto records = readQueue(file)) contents_.queues.insert_or_assign(name, *std::move(records));
+            return;
+        }
+        auto values = readMap(file);
+        if (!values || std::find(otherStores.begin(), otherStores.end(), name) != otherStores.end()) return;
+        if (name == StaticValues::DOCUMENT_DB_NAME()) {
+            contents_.documentDB = *std::move(values);
+        } else {
+            contents_.documents.insert_or_assign(name, *std::move(values));
+        }
+    }
+
+    StorageContents finish() && {
+        const auto pending = findValue(contents_.documentDB, pendingListKey);
+        if (pending && pending->list()) contents_.pending = *pending->list();
+        return std::move(contents_);
+    }
+
+  private:
+    std::optional<Dictionary> readMap(const std::string& file) {
+        auto map = map_format::readMapFile(folder_ + file);
+        if (!map) {
+            addDamage(file, platform::describe(map.error()));
+            return std::nullopt;
+        }
+        if (!map->damage.empty()) {
+            addDamage(file, "the file is " + map->damage, {{"text", excerpt(folder_ + file)}});
+            return std::nullopt;
+        }
+        return std::move(map->values);
+    }
+
+    /// The records that can be read; stretches of damage between them are reported.
+    std::optional<List> readQueue(const std::string& file) {
+        auto opened = files().open(folder_ + file, platform::OpenMode::Read);
+        if (!opened) {
+            addDamage(file, platform::describe(opened.error()));
+            return std::nullopt;
+        }
+        const auto queue = readQueueContents(**opened);
+        if (!queue) {
+            addDamage(file, platform::describe(queue.error()));
+            return std::nullopt;
+        }
+        for (const auto& damage : queue->damaged) {
+            const auto* why = queue->isForeign ? "the file is no record queue" : "bytes that are no record";
+            addDamage(file, why,
+                      {{"offset", damage.offset}, {"bytes", damage.bytes}, {"recordsRead", queue->unread.size()}});
+        }
+        return List(queue->unread.begin(), queue->unread.end());
+    }
+
+    /// A file that the library found unreadable earlier and moved out of the way, with what can be read of it.
+    void readSetAside(const std::string& file, std::string_view owner) {
+        Dictionary more{{"owner", owner}};
+        const auto storedBefore = contents_.damaged.size();
+        if (isQueue(owner)) {
+            if (auto records = readQueue(file)) more.emplace("records", *std::move(records));
+        } else {
+            more.emplace("text", excerpt(folder_ + file));
+        }
+        contents_.damaged.resize(storedBefore);
+        addDamage(file, "set aside as unreadable", std::move(more));
+    }
+
+    void addDamage(const std::string& file, const std::string& why, Dictionary more = {}) {
+        more.insert_or_assign("file", file);
+        more.insert_or_assign("why", why);
+        contents_.damaged.emplace_back(std::move(more));
+    }
+
+    const std::string folder_;
+    StorageContents contents_;
+};
+
+}  // namespace
+
+std::optional<StorageContents> readStorage(const std::string& folder, std::string& error) {
+    auto names = files().list(folder);
+    if (!names) {
+        error = platform::describe(names.error());
+        return std::nullopt;
+    }
+    std::sort(names->begin(), names->end());
+    FolderReader reader(folder.ends_with('/') ? folder : folder + "/");
+    for (const auto& name : *names) reader.read(name);
+    return std::move(reader).finish();
+}
+
+}  // namespace harvelstone::tools

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "harvelstone/platform/Value.hpp"
+
+namespace harvelstone::tools {
+
+/// What lies in a storage folder.
+struct StorageContents {
+    List pending;           ///< document ids, oldest first
+    Dictionary documentDB;  ///< the document DB map
+    Dictionary documents;   ///< sections by document id
+    Dictionary queues;      ///< lists of unread records by queue name
+    List damaged;           ///< {"file", "why", ...}: what could not be read, and what of it could
+};
+
+/// Reads the folder without changing anything in it; absent, with the reason in `error`, when it cannot be listed.
+std::optional<StorageContents> readStorage(const std::string& folder, std::string& error);
+
+}  // namespace harvelstone::tools
