@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
+#include <iosfwd>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -11,6 +13,13 @@
 
 #include "harvelstone/platform/Platform.hpp"
 #include "harvelstone/platform/Value.hpp"
+
+namespace harvelstone {
+
+/// How GoogleTest shows a value: as its JSON text.
+void PrintTo(const Value& value, std::ostream* stream);
+
+}  // namespace harvelstone
 
 /// A faked machine under the real services: time, tasks, answers and the device are the test's, files are real and lie
 /// in a temporary folder of the test's own.
@@ -53,6 +62,9 @@ class ManualWorkers final : public platform::Workers {
   public:
     std::shared_ptr<platform::RunLoop> newOperationQueue() override;
     std::vector<std::shared_ptr<ManualRunLoop>> queues;
+
+  private:
+    std::mutex mutex_;  // of `queues`, while several threads ask
 };
 
 /// A request as it was sent, with its body read to the end.
@@ -62,6 +74,7 @@ struct SentRequest {
     std::shared_ptr<platform::RunLoop> queue;
     platform::HttpCompletion completion;
 
+    /// The first header of that name, in whatever case it is written.
     std::optional<std::string> header(std::string_view name) const;
     /// The JSON text: gunzipped and percent-decoded by code that shares nothing with the library's.
     std::string json() const;
@@ -74,13 +87,21 @@ class FakeHttpClient final : public platform::HttpClient {
     void sendAsynchronousRequest(platform::HttpRequest request, std::shared_ptr<platform::RunLoop> queue,
                                  platform::HttpCompletion completionHandler) override;
 
-    /// The next starts raise this; cleared by an empty function.
+    /// Called first by every start, to raise what it wants; cleared by an empty function.
     std::function<void()> onStart;
     std::vector<SentRequest> requests;
 
-    /// Completes the newest request on its own queue, with that queue running on this thread.
+    /// Completes the newest request, or the one named, on its own queue, with that queue running on this thread. With a
+    /// body the status is 200; without one there was no answer. A request is answered once: what cannot be answered
+    /// raises std::logic_error.
     void answer(std::optional<std::string> body);
     void answer(std::size_t requestIndex, std::optional<std::string> body);
+    /// The same with everything that a transport can hand over.
+    void complete(std::size_t requestIndex, const platform::HttpResponse& response,
+                  const std::optional<std::string>& body, const std::optional<platform::HttpError>& error);
+
+  private:
+    std::mutex mutex_;  // of `requests`, while several threads send
 };
 
 class FakeDevice final : public platform::Device {
@@ -120,18 +141,26 @@ class RecordingLog final : public platform::Log {
     std::vector<std::string> platformLines_;
 };
 
-/// Installs the faked machine for this process, with the debug log on. A test makes one, before it uses the library.
+/// Installs the faked machine for this process. A test makes one, before it uses the library. Tests that use the
+/// services make a `Machine` (tests/support/ServicesFixture.hpp), which has the debug log on.
 class TestPlatform {
   public:
     /// In a fresh temporary folder, removed at the end, or over a folder that an earlier life left.
     TestPlatform();
     explicit TestPlatform(std::string documentsFolder);
     ~TestPlatform();
+    TestPlatform(const TestPlatform&) = delete;
+    TestPlatform& operator=(const TestPlatform&) = delete;
+
+    /// From now on; `processExit` at start, because no test cuts the power.
+    static void setSyncPolicy(platform::SyncPolicy policy);
+    /// From now on; to be called before the library has opened a file.
+    void setFileSystem(std::shared_ptr<platform::FileSystem> replacement);
 
     std::string documents;  ///< the Documents folder
     std::string folder;     ///< the storage folder, with the slash at the end
     std::shared_ptr<FakeClock> clock;
-    std::shared_ptr<platform::FileSystem> fileSystem;  ///< POSIX
+    std::shared_ptr<platform::FileSystem> fileSystem;  ///< POSIX, until replaced
     std::shared_ptr<FakeHttpClient> http;
     std::shared_ptr<ManualRunLoop> mainQueue;
     std::shared_ptr<ManualWorkers> workers;
@@ -147,10 +176,18 @@ class TestPlatform {
     bool ownsDocuments_ = false;
 };
 
-/// One life of an app: runs the piece in a child process and waits for its end. A failed expectation inside fails the
-/// test that called it, with its message.
+/// One life of an app: runs the piece in a child process, which then exits as an app does, and waits for its end. A
+/// failed expectation inside, an exception that leaves the piece, and any other end of the child fail the test that
+/// called it.
+///
+/// The child begins as a copy of this process, so a test of several lives makes its platform inside each life and never
+/// outside; all lives share a `TemporaryFolder` made outside:
+///
+///     const TemporaryFolder documents;
+///     life([&] { Machine machine(documents.path()); ... });
+///     life([&] { Machine machine(documents.path()); ... });
 void life(const std::function<void()>& piece);
-/// The same, but the child kills itself with SIGKILL where the piece calls `dieHere()`.
+/// The same, but the child must kill itself with SIGKILL where the piece calls `dieHere()`.
 void lifeUntilKilled(const std::function<void()>& piece);
 [[noreturn]] void dieHere();
 
@@ -159,6 +196,8 @@ class TemporaryFolder {
   public:
     TemporaryFolder();
     ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
     const std::string& path() const { return path_; }
 
   private:

@@ -1,0 +1,10 @@
+# One object library a layer: its tests build without the layers above it.
+#   harvelstone_layer(<name> FOLDERS <folder>... LIBRARIES <library>...)
+function(harvelstone_layer name)
+  cmake_parse_arguments(PARSE_ARGV 1 LAYER "" "" "FOLDERS;LIBRARIES")
+  list(TRANSFORM LAYER_FOLDERS REPLACE "(.+)" "${PROJECT_SOURCE_DIR}/harvelstone/\\1/*.cpp" OUTPUT_VARIABLE patterns)
+  file(GLOB sources CONFIGURE_DEPENDS ${patterns})
+  add_library(harvelstone_${name} OBJECT ${sources})
+  target_include_directories(harvelstone_${name} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
+  target_link_libraries(harvelstone_${name} PRIVATE harvelstone_warnings ${LAYER_LIBRARIES})
+endfunction()

@@ -1,0 +1,308 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <stdexcept>
+
+#include "tests/platform/HttpClientTest.hpp"
+
+/// The client against servers that are broken or mean harm: each request ends, in time, with the memory bounded.
+namespace harvelstone::testing {
+namespace {
+
+using ::testing::HasSubstr;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+class HostileServer : public HttpClientTest {
+  protected:
+    void expectFailure(const Outcome& outcome, const std::string& reason) {
+        EXPECT_EQ(outcome.data, std::nullopt);
+        EXPECT_THAT(outcome.reason(), HasSubstr(reason));
+    }
+    /// The client works on with the next request.
+    void expectRecovery() {
+        server_.setScript({answers("200 OK", "fine")});
+        EXPECT_EQ(send(post("abc")).data, "fine");
+    }
+};
+
+TEST_F(HostileServer, ThatNobodyRunsGivesAnErrorAndNoData) {
+    std::string url;
+    {
+        const LoopbackServer gone;
+        url = gone.url();
+    }
+    const auto outcome = send(post(url, "abc"));
+
+    expectFailure(outcome, "Failed to connect");
+    EXPECT_EQ(outcome.response.status, 0);
+}
+
+TEST_F(HostileServer, WithAnUnknownNameGivesAnErrorAndNoData) {
+    EXPECT_EQ(send(post("http://no-such-host.invalid/", "abc")).data, std::nullopt);
+}
+
+TEST_F(HostileServer, ThatStaysSilentIsLeftAfterTheSilenceLimit) {
+    auto limits = wideLimits();
+    limits.silence = std::chrono::seconds(1);
+    useLimits(limits);
+    server_.setScript({[](WireConnection& connection) {
+        connection.readBody();
+        connection.waitForHangUp();
+    }});
+    const auto start = steady_clock::now();
+
+    expectFailure(send(post("abc")), "too slow");
+
+    EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(10));
+    expectRecovery();
+}
+
+TEST_F(HostileServer, ThatNeverReadsTheBodyIsLeftAfterTheSilenceLimit) {
+    auto limits = wideLimits();
+    limits.silence = std::chrono::seconds(1);
+    useLimits(limits);
+    server_.setScript({[this](WireConnection&) { waitUntilDone(); }});
+
+    auto outcome = start(post(std::string(50'000'000, 'x')));
+    const auto result = await(std::move(outcome));
+    done();
+
+    expectFailure(result, "too slow");
+}
+
+TEST_F(HostileServer, ThatAnswersAByteAtATimeIsLeftAtTheCapOnTheWholeRequest) {
+    auto limits = wideLimits();
+    limits.total = milliseconds(500);
+    useLimits(limits);
+    server_.setScript({[](WireConnection& connection) {
+        connection.readBody();
+        connection.send("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n");
+        while (connection.send("x")) std::this_thread::sleep_for(milliseconds(10));
+    }});
+
+    expectFailure(send(post("abc")), "timed out");
+    expectRecovery();
+}
+
+TEST_F(HostileServer, WithAReplyOfExactlyTheCapIsHeard) {
+    auto limits = wideLimits();
+    limits.replyBytes = 1000;
+    useLimits(limits);
+    server_.setScript({answers("200 OK", std::string(1000, 'x'))});
+
+    EXPECT_EQ(send(post("abc")).data, std::string(1000, 'x'));
+}
+
+TEST_F(HostileServer, WithAReplyAboveTheCapIsNotHeard) {
+    auto limits = wideLimits();
+    limits.replyBytes = 1000;
+    useLimits(limits);
+    server_.setScript({answers("200 OK", std::string(1001, 'x'))});
+
+    const auto outcome = send(post("abc"));
+
+    expectFailure(outcome, "the reply is larger than 1000 bytes");
+    EXPECT_EQ(outcome.response.status, 200);
+    expectRecovery();
+}
+
+TEST_F(HostileServer, WithABodyWithoutEndIsCutOff) {
+    server_.setScript({[](WireConnection& connection) {
+        connection.readBody();
+        connection.send("HTTP/1.1 200 OK\r\n\r\n");
+        const std::string piece(65536, 'x');
+        while (connection.send(piece)) continue;
+    }});
+
+    expectFailure(send(post("abc")), "the reply is larger than 1048576 bytes");
+}
+
+TEST_F(HostileServer, WithHeadersWithoutEndIsCutOff) {
+    server_.setScript({[](WireConnection& connection) {
+        connection.readBody();
+        connection.send("HTTP/1.1 200 OK\r\n");
+        while (connection.send("X-More: and more\r\n")) continue;
+    }});
+
+    expectFailure(send(post("abc")), "the head of the reply is larger than 65536 bytes");
+    expectRecovery();
+}
+
+TEST_F(HostileServer, WithOneHeaderLineWithoutEndIsCutOff) {
+    server_.setScript({[](WireConnection& connection) {
+        connection.readBody();
+        connection.send("HTTP/1.1 200 OK\r\nX: ");
+        const std::string piece(65536, 'x');
+        while (connection.send(piece)) continue;
+    }});
+
+    EXPECT_EQ(send(post("abc")).data, std::nullopt);
+}
+
+TEST_F(HostileServer, ThatSaysContinueForEverIsCutOff) {
+    server_.setScript({[](WireConnection& connection) {
+        connection.readBody();
+        while (connection.send("HTTP/1.1 100 Continue\r\n\r\n")) continue;
+    }});
+
+    EXPECT_EQ(send(post("abc")).data, std::nullopt);
+}
+
+TEST_F(HostileServer, ThatSaysContinueOnceIsHeard) {
+    server_.setScript({[](WireConnection& connection) {
+        connection.send("HTTP/1.1 100 Continue\r\n\r\n");
+        connection.readBody();
+        connection.send(answerText("200 OK", "{}", "X-Last: yes\r\n"));
+    }});
+
+    const auto outcome = send(post("abc"));
+
+    EXPECT_EQ(outcome.data, "{}");
+    EXPECT_EQ(outcome.response.status, 200);
+    EXPECT_EQ(outcome.header("X-Last"), "yes");
+}
+
+TEST_F(HostileServer, ThatIsNoHttpServerGivesAnErrorAndNoData) {
+    server_.setScript({sendsAndCloses("220 mail.example.com ESMTP\r\n")});
+
+    EXPECT_EQ(send(post("abc")).data, std::nullopt);
+    expectRecovery();
+}
+
+TEST_F(HostileServer, ThatHangsUpWithoutAnAnswerGivesAnErrorAndNoData) {
+    server_.setScript({sendsAndCloses("")});
+
+    expectFailure(send(post("abc")), "Empty reply");
+    EXPECT_EQ(server_.waitForRequests(1).size(), 1U) << "a fresh connection is not tried twice";
+}
+
+TEST_F(HostileServer, ThatResetsInTheMiddleOfItsBodyGivesAnErrorAndNoData) {
+    server_.setScript({[](WireConnection& connection) {
+        connection.readBody();
+        connection.send("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{\"retry\":");
+        connection.reset();
+    }});
+
+    EXPECT_EQ(send(post("abc")).data, std::nullopt);
+    expectRecovery();
+}
+
+TEST_F(HostileServer, ThatHangsUpInTheMiddleOfItsBodyGivesAnErrorAndNoData) {
+    server_.setScript({sendsAndCloses("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{}")});
+
+    EXPECT_EQ(send(post("abc")).data, std::nullopt);
+}
+
+TEST_F(HostileServer, ThatAnswersInTheOldVersionIsHeardEachTime) {
+    server_.setScript({sendsAndCloses("HTTP/1.0 200 OK\r\n\r\n{}")});
+
+    EXPECT_EQ(send(post("abc")).data, "{}");
+    EXPECT_EQ(send(post("abc")).data, "{}");
+}
+
+TEST_F(HostileServer, ThatKeepsAConnectionInTheOldVersionIsHeardEachTime) {
+    server_.setScript({[](WireConnection& connection) {
+        connection.readBody();
+        connection.send("HTTP/1.0 200 OK\r\nConnection: keep-alive\r\nContent-Length: 2\r\n\r\n{}");
+    }});
+
+    EXPECT_EQ(send(post("abc")).data, "{}");
+    EXPECT_EQ(send(post("abc")).data, "{}");
+}
+
+TEST_F(HostileServer, ThatClosesAKeptConnectionBehindOurBackGetsTheWholeBodyOnANewOne) {
+    server_.setScript({answers("200 OK", "first"),
+                       [](WireConnection& connection) {
+                           connection.readBody();
+                           connection.reset();
+                       },
+                       answers("200 OK", "second")});
+    ASSERT_EQ(send(post("abc")).data, "first");
+
+    EXPECT_EQ(send(post("abc")).data, "second");
+
+    const auto sent = server_.waitForRequests(3);
+    EXPECT_EQ(sent.at(1).connection, 0);
+    EXPECT_EQ(sent.at(2).connection, 1);
+    EXPECT_EQ(sent.at(2).body, "abc");
+}
+
+TEST_F(HostileServer, ThatBreaksOffAnAnswerOnAKeptConnectionIsNotAskedAgain) {
+    server_.setScript({answers("200 OK", "first"), sendsAndCloses("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{")});
+    send(post("abc"));
+
+    EXPECT_EQ(send(post("abc")).data, std::nullopt);
+
+    EXPECT_EQ(server_.waitForRequests(2).size(), 2U);
+    EXPECT_EQ(server_.connectionCount(), 1);
+}
+
+TEST_F(HostileServer, ThatAnswersBeforeItHasReadTheBodyAndHangsUpIsHeardOrGivesAnError) {
+    server_.setScript({[](WireConnection& connection) {
+        connection.send(answerText("413 Payload Too Large", "too large", "Connection: close\r\n"));
+        connection.close();
+    }});
+    const std::string large(5'000'000, 'x');
+
+    const auto outcome = send(withLength(post(large), large.size()));
+
+    if (outcome.data) {
+        EXPECT_EQ(outcome.data, "too large");
+    } else {
+        EXPECT_NE(outcome.reason(), "");
+    }
+    expectRecovery();
+}
+
+TEST_F(HostileServer, ThatAnswersBeforeItReadsTheBodyIsHeard) {
+    for (const char* status : {"200 OK", "413 Payload Too Large"}) {
+        SCOPED_TRACE(status);
+        server_.setScript({[status](WireConnection& connection) {
+            connection.send(answerText(status, "early"));
+            connection.readBody();
+        }});
+        const std::string large(5'000'000, 'x');
+
+        EXPECT_EQ(send(withLength(post(large), large.size())).data, "early");
+    }
+}
+
+/// A body stream whose reading goes wrong half-way.
+class BrokenStream final : public platform::BodyStream {
+  public:
+    std::size_t read(std::span<char> buffer) override {
+        if (isStarted_) throw std::runtime_error("the disk is gone");
+        isStarted_ = true;
+        buffer[0] = 'x';
+        return 1;
+    }
+    void rewind() override { isStarted_ = false; }
+
+  private:
+    bool isStarted_ = false;
+};
+
+TEST_F(HostileServer, IsNotNeededForABodyStreamToRaise) {
+    auto request = post("");
+    request.body = std::make_shared<BrokenStream>();
+
+    expectFailure(send(request), "the disk is gone");
+    expectRecovery();
+}
+
+TEST_F(HostileServer, NeverGetsABodyShorterThanAnnounced) {
+    expectFailure(send(withLength(post("abc"), 5)), "the body ended after 3 of 5 announced bytes");
+    expectRecovery();
+}
+
+TEST_F(HostileServer, NeverGetsABodyLongerThanAnnounced) {
+    send(withLength(post("abcdef"), 3));
+
+    EXPECT_EQ(server_.waitForRequests(1).at(0).rawBody, "abc");
+    EXPECT_EQ(send(post("abc")).data, "{}") << "nothing of the first body was left on the connection";
+}
+
+}  // namespace
+}  // namespace harvelstone::testing

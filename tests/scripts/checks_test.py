@@ -1,0 +1,286 @@
+"""The architecture checks find what they are for, in small trees that break one rule each, and nothing else."""
+
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+SCRIPTS = pathlib.Path(__file__).resolve().parents[2] / "scripts"
+sys.path.insert(0, str(SCRIPTS / "checks"))
+
+import boundaries  # noqa: E402
+import contents  # noqa: E402
+import links  # noqa: E402
+import wording  # noqa: E402
+
+
+class TreeTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name)
+
+    def write(self, name, text):
+        path = self.root / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text, encoding="utf-8")
+
+
+class BoundariesTest(TreeTest):
+    def findings(self, name, text):
+        self.write(name, text)
+        return boundaries.check(self.root)
+
+    def test_each_kind_of_machine_call_is_found_in_a_service(self):
+        calls = {
+            "clock": ["auto t = std::chrono::system_clock::now();", "auto t = time(nullptr);", "::gettimeofday(&tv, nullptr);"],
+            "file": ["int fd = open(p, 0);", "std::ifstream in(p);", "std::filesystem::remove(p);", "::fopen(p, m);"],
+            "thread": ["std::thread worker(run);", "pthread_create(&t, 0, f, 0);", "std::this_thread::yield();", "sleep(1);"],
+            "socket": ["int s = socket(AF_INET, 0, 0);", "::connect(s, a, n);"],
+            "random": ["int n = rand();", "std::random_device device;", "std::mt19937 engine;"],
+        }
+        for kind, lines in calls.items():
+            for line in lines:
+                with self.subTest(line=line):
+                    found = self.findings("harvelstone/services/x.cpp", f"void f() {{\n    {line}\n}}\n")
+                    self.assertEqual(len(found), 1, found)
+                    self.assertIn(f"x.cpp:2: a {kind} call", found[0])
+
+    def test_platform_may_call_the_machine(self):
+        text = "#include <unistd.h>\nint f() { return ::open(p, 0); }\n"
+        self.assertEqual(self.findings("harvelstone/platform/x.cpp", text), [])
+
+    def test_members_comments_and_texts_are_no_machine_calls(self):
+        text = (
+            "// open(path) and time(0)\n"
+            "/* std::thread */ const char* a = \"rand()\";\n"
+            "void Log::open() { file->open(path, mode); files.rename(a, b); clock_->time(); QueueState::open(name); }\n"
+            "const auto big = 1'000'000; const char c = '\"'; auto d = std::chrono::seconds(sleepSeconds(3));\n"
+        )
+        self.assertEqual(self.findings("harvelstone/services/x.cpp", text), [])
+
+    def test_headers_of_the_machine_are_found(self):
+        for header in ["fstream", "filesystem", "thread", "unistd.h", "sys/socket.h", "random", "curl/curl.h", "asio.hpp"]:
+            with self.subTest(header=header):
+                found = self.findings("harvelstone/records/x.cpp", f"#include <{header}>\n")
+                self.assertEqual(len(found), 1, found)
+                self.assertIn("outside platform/", found[0])
+
+    def test_includes_against_the_direction_are_found(self):
+        wrong = [
+            ("platform", "services"),
+            ("services", "document"),
+            ("document", "session"),
+            ("session", "records"),
+            ("records", "transmit"),
+            ("transmit", "housekeeping"),
+            ("housekeeping", "api"),
+        ]
+        for inner, outer in wrong:
+            with self.subTest(folder=inner):
+                found = self.findings(f"harvelstone/{inner}/x.cpp", f'#include "harvelstone/{outer}/Y.hpp"\n')
+                self.assertEqual(found, [f'harvelstone/{inner}/x.cpp:1: {inner}/ must not include "harvelstone/{outer}/Y.hpp"'])
+                (self.root / f"harvelstone/{inner}/x.cpp").unlink()
+
+    def test_includes_along_the_direction_are_fine(self):
+        text = '#include "harvelstone/document/A.hpp"\n#include "harvelstone/services/B.hpp"\n#include "harvelstone/session/C.hpp"\n'
+        self.assertEqual(self.findings("harvelstone/session/x.cpp", text), [])
+        self.assertEqual(self.findings("harvelstone/api/y.cpp", text), [])
+
+    def test_the_library_must_not_include_tools_or_relative_paths(self):
+        for name in ["tools/collector.hpp", "tests/support/TestPlatform.hpp", "Value.hpp", "../platform/Value.hpp"]:
+            with self.subTest(name=name):
+                self.assertEqual(len(self.findings("harvelstone/api/x.cpp", f'#include "{name}"\n')), 1)
+
+    def test_other_libraries_in_a_header_are_found(self):
+        for header in ["fmt/format.h", "zlib.h", "simdjson.h", "curl/curl.h"]:
+            with self.subTest(header=header):
+                found = self.findings("harvelstone/platform/X.hpp", f"#pragma once\n#include <{header}>\n")
+                self.assertEqual(found, [f"harvelstone/platform/X.hpp:2: <{header}> belongs into a source file: headers include the standard library alone"])
+
+    def test_other_libraries_in_a_source_file_are_fine(self):
+        self.assertEqual(self.findings("harvelstone/services/x.cpp", "#include <fmt/format.h>\n#include <zlib.h>\n"), [])
+
+    def test_an_unknown_folder_is_found(self):
+        self.assertEqual(len(self.findings("harvelstone/extras/x.cpp", "")), 1)
+
+
+HEADER = """\
+#pragma once
+
+// Contents               bodies in
+//   State                document/process_state.cpp
+//   Registry             document/registry.cpp
+//   Sending: loop        transmit/send_loop.cpp
+
+#include <atomic>
+
+namespace harvelstone {
+
+// ---- State: document/process_state.cpp ----
+
+/// Said of registry.cpp, but no heading.
+extern std::atomic<bool> sendLock;
+
+class DocumentManager {
+  public:
+    DocumentManager(const DocumentManager&) = delete;
+
+    // ---- Registry: document/registry.cpp ----
+
+    /// Calls `load()`.
+    static DocumentManager& sharedInstance();
+    void setCampaign(std::optional<int> type,
+                     std::optional<int> name);
+
+    // ---- Sending ----
+
+    // transmit/send_loop.cpp
+    void sendDocument();
+
+  private:
+    DocumentManager();
+};
+
+}  // namespace harvelstone
+"""
+STATE = "namespace harvelstone {\nconstinit std::atomic<bool> sendLock{false};\n}\n"
+REGISTRY = """\
+namespace harvelstone {
+DocumentManager& DocumentManager::sharedInstance() { return *manager; }
+void DocumentManager::setCampaign(std::optional<int> type,
+                                  std::optional<int> name) {
+    DocumentManager::sharedInstance().sendDocument();
+}
+}
+"""
+SENDING = "namespace harvelstone {\nvoid DocumentManager::sendDocument() {}\n}\n"
+
+
+class ContentsTest(TreeTest):
+    def setUp(self):
+        super().setUp()
+        self.write("harvelstone/document/DocumentManager.hpp", HEADER)
+        self.write("harvelstone/document/process_state.cpp", STATE)
+        self.write("harvelstone/document/registry.cpp", REGISTRY)
+        self.write("harvelstone/transmit/send_loop.cpp", SENDING)
+
+    def findings(self):
+        return contents.check(self.root)
+
+    def test_a_tree_that_agrees_is_fine(self):
+        self.assertEqual(self.findings(), [])
+
+    def test_an_operation_in_another_file_is_found(self):
+        self.write("harvelstone/transmit/send_loop.cpp", "")
+        self.write("harvelstone/document/registry.cpp", REGISTRY + SENDING)
+        self.assertEqual(
+            self.findings(),
+            [
+                "DocumentManager::sendDocument is defined in harvelstone/document/registry.cpp; "
+                "the header names harvelstone/transmit/send_loop.cpp"
+            ],
+        )
+
+    def test_an_operation_in_two_files_is_found(self):
+        self.write("harvelstone/document/registry.cpp", REGISTRY + SENDING)
+        self.assertEqual(len(self.findings()), 1)
+
+    def test_an_operation_without_a_definition_is_found(self):
+        self.write("harvelstone/transmit/send_loop.cpp", "// void DocumentManager::sendDocument() {}\n")
+        self.assertEqual(
+            self.findings(),
+            ["DocumentManager::sendDocument is defined nowhere; the header names harvelstone/transmit/send_loop.cpp"],
+        )
+
+    def test_a_heading_outside_the_contents_list_is_found(self):
+        self.write("harvelstone/document/DocumentManager.hpp", HEADER.replace("//   Sending: loop        transmit/send_loop.cpp\n", ""))
+        self.assertEqual(len(self.findings()), 1)
+        self.assertIn("not in the contents list", self.findings()[0])
+
+    def test_a_listed_file_without_a_heading_is_found(self):
+        self.write("harvelstone/document/DocumentManager.hpp", HEADER.replace("    // transmit/send_loop.cpp\n", ""))
+        self.assertTrue(any("heads nothing" in finding for finding in self.findings()), self.findings())
+
+    def test_a_missing_file_is_found(self):
+        (self.root / "harvelstone/transmit/send_loop.cpp").unlink()
+        self.assertIn("harvelstone/transmit/send_loop.cpp is listed but missing", self.findings())
+
+    def test_process_wide_state_in_another_file_is_found(self):
+        self.write("harvelstone/document/process_state.cpp", "")
+        self.write("harvelstone/document/registry.cpp", STATE + REGISTRY)
+        self.assertEqual(
+            self.findings(),
+            ["sendLock is not defined in the file that its heading names, harvelstone/document/process_state.cpp"],
+        )
+
+    def test_a_missing_header_is_found(self):
+        (self.root / "harvelstone/document/DocumentManager.hpp").unlink()
+        self.assertEqual(len(self.findings()), 1)
+
+
+# Put together here, so that this file itself passes.
+BANNED = ["sp" + "ec", "The SP" + "ECIFICATION", "sp" + "ecs", "Pa" + "rt 4.2", "shar" + "ed/sp" + "ec.md"]
+
+
+class WordingTest(TreeTest):
+    def setUp(self):
+        super().setUp()
+        subprocess.run(["git", "init", "--quiet", str(self.root)], check=True)
+
+    def test_each_banned_word_is_found(self):
+        for word in BANNED:
+            with self.subTest(word=word):
+                self.write("docs/page.md", f"fine\nsee {word} there\n")
+                found = wording.check(self.root)
+                self.assertEqual(len(found), 1, found)
+                self.assertTrue(found[0].startswith("docs/page.md:2:"), found)
+
+    def test_a_file_name_is_found(self):
+        self.write(BANNED[0] + ".txt", "")
+        self.assertEqual(len(wording.check(self.root)), 1)
+
+    def test_other_words_are_fine(self):
+        self.write("docs/page.md", "This specifies a special part: inspect it, especially part 4 and Part one.\n")
+        self.assertEqual(wording.check(self.root), [])
+
+    def test_the_maintainers_page_and_ignored_files_are_left_alone(self):
+        self.write("DEVELOPERS.md", BANNED[0])
+        self.write(".gitignore", "build/\n")
+        self.write("build/page.md", BANNED[0])
+        self.assertEqual(wording.check(self.root), [])
+
+
+class LinksTest(TreeTest):
+    def test_a_link_to_nowhere_is_found(self):
+        self.write("README.md", "[a](docs/a.md) [b](docs/b.md#part) [web](https://example.com) [here](#top)\n")
+        self.write("docs/a.md", "[up](../README.md) [gone](gone.md)\n```\n[code](nothing.md)\n```\n")
+        self.assertEqual(
+            links.check(self.root),
+            ["README.md: the link to docs/b.md#part leads nowhere", "docs/a.md: the link to gone.md leads nowhere"],
+        )
+
+
+class CommandTest(TreeTest):
+    def run_checks(self):
+        subprocess.run(["git", "init", "--quiet", str(self.root)], check=True)
+        self.write("harvelstone/document/DocumentManager.hpp", HEADER)
+        self.write("harvelstone/document/process_state.cpp", STATE)
+        self.write("harvelstone/document/registry.cpp", REGISTRY)
+        self.write("harvelstone/transmit/send_loop.cpp", SENDING)
+        return subprocess.run([sys.executable, "-B", str(SCRIPTS / "checks"), str(self.root)], capture_output=True, text=True)
+
+    def test_it_succeeds_on_a_good_tree(self):
+        run = self.run_checks()
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+
+    def test_it_fails_on_a_bad_tree(self):
+        self.write("harvelstone/services/x.cpp", "int f() { return rand(); }\n")
+        run = self.run_checks()
+        self.assertEqual(run.returncode, 1)
+        self.assertIn("boundaries: 1 found", run.stdout)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,152 @@
+#include "tests/session/SessionTest.hpp"
+
+namespace harvelstone::testing {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::SizeIs;
+
+constexpr const char* countLine = "DEBUG_HARVELSTONE_CONFIG_LTVT";
+
+TEST_F(DocumentTest, TheFirstVisitEverIsCountedOnceAndUniqueInEveryPeriod) {
+    EXPECT_TRUE(ProfileManager::sharedInstance().isInstallReferrerSet());
+    manager();
+
+    EXPECT_EQ((*documentDB)->get(StaticValues::PARAM_LTVT()), Value(1));
+    EXPECT_EQ((*documentDB)->get(StaticValues::PARAM_LTVI()), Value(0.0));
+    EXPECT_EQ((*documentDB)->get(StaticValues::PARAM_UD_VT()), Value(1));
+    EXPECT_EQ(currentSession().at(StaticValues::PARAM_IS_UNI_VT()), Value(3));
+    EXPECT_EQ(currentSession().at(StaticValues::PARAM_IS_WEEKELY_US()), Value("Y"));
+    EXPECT_FALSE(ProfileManager::sharedInstance().isInstallReferrerSet());
+}
+
+class SessionDefaults : public SessionTest {
+  protected:
+    /// The step alone, for a document of the visit that goes on, or of a new one.
+    Dictionary defaults() { return manager().putSessionDefault({}, "S1_1.000000"); }
+    Dictionary defaultsOfANewVisit() {
+        endVisit();
+        return defaults();
+    }
+};
+
+TEST_F(SessionDefaults, AddsNineKeysAndKeepsTheOthers) {
+    const auto session = manager().putSessionDefault({{"other", "kept"}}, "S1_1.000000");
+
+    EXPECT_THAT(session, SizeIs(10));
+    EXPECT_EQ(session.at("other"), Value("kept"));
+}
+
+TEST_F(SessionDefaults, ToldOfAContinuedVisit) {
+    auto& sessions = SessionManager::sharedInstance();
+    const auto id = sessions.getSession(std::nullopt);
+
+    EXPECT_EQ(defaults(), (Dictionary{{StaticValues::PARAM_RESPONSE_TP(), "json"},
+                                      {StaticValues::PARAM_LTVT(), 1},
+                                      {StaticValues::PARAM_SID(), sessions.getSid(std::nullopt)},
+                                      {StaticValues::PARAM_SLOT_NO(), sessions.getSlotNo(id)},
+                                      {StaticValues::PARAM_VISIT_NEW(), "N"},
+                                      {StaticValues::PARAM_VT_TZ(), *sessions.getVtTz(id)},
+                                      {StaticValues::PARAM_IS_WEEKELY_US(), "N"},
+                                      {StaticValues::PARAM_IS_UNI_VT(), 0},
+                                      {StaticValues::PARAM_PROFILE_ID(), "com.example.shop"}}));
+}
+
+TEST_F(SessionDefaults, ToldOfANewVisit) {
+    const auto session = defaultsOfANewVisit();
+
+    EXPECT_EQ(session.at(StaticValues::PARAM_LTVT()), Value(2));
+    EXPECT_EQ(session.at(StaticValues::PARAM_VISIT_NEW()), Value("Y"));
+    EXPECT_EQ(session.at(StaticValues::PARAM_SLOT_NO()), Value(2));
+    EXPECT_EQ(stored(StaticValues::PARAM_LTVT()), Value(2));
+    EXPECT_EQ(manager().getLtvt(), 2);
+}
+
+TEST_F(SessionDefaults, AContinuedVisitMovesNoCounterButRenewsTheThreePeriods) {
+    const auto before = (*documentDB)->jsonString();
+    latestDocumentWas(40);
+    for (const auto* key : {&StaticValues::EXPIRE_TIME_DAILY(), &StaticValues::EXPIRE_TIME_WEEKLY(),
+                            &StaticValues::EXPIRE_TIME_MONTHLY(), &StaticValues::EXPIRE_TIME_WEEKLY_MS()})
+        (*documentDB)->putDouble(*key, 1.0);
+    defaults();
+
+    const auto was = nlohmann::json::parse(before);
+    auto is = nlohmann::json::parse((*documentDB)->jsonString());
+    EXPECT_EQ(is.at(StaticValues::EXPIRE_TIME_WEEKLY_MS()), 1.0);
+    EXPECT_EQ(is.at(StaticValues::PARAM_RECENT_VISIT_PTM()), machine.clock->now());
+    is[StaticValues::EXPIRE_TIME_WEEKLY_MS()] = was.at(StaticValues::EXPIRE_TIME_WEEKLY_MS());
+    is[StaticValues::PARAM_RECENT_VISIT_PTM()] = was.at(StaticValues::PARAM_RECENT_VISIT_PTM());
+    EXPECT_EQ(is, was);
+}
+
+TEST_F(SessionDefaults, TheCountersSeeTheLatestDocumentNotThisOne) {
+    latestDocumentWas(4);
+    defaultsOfANewVisit();
+
+    EXPECT_EQ(stored(StaticValues::PARAM_LTVI()), Value(4.0));
+    EXPECT_EQ(storedDouble(StaticValues::PARAM_RECENT_VISIT_PTM()), machine.clock->now());
+}
+
+TEST_F(SessionDefaults, ADocumentOfAContinuedVisitCountsAsTheLatestToo) {
+    latestDocumentWas(4);
+    defaults();
+    defaultsOfANewVisit();
+
+    EXPECT_EQ(stored(StaticValues::PARAM_LTVI()), Value(0.0));
+}
+
+TEST_F(SessionDefaults, OnlyTheFirstVisitStartsTheWaitForTheInstallReferrer) {
+    auto& profile = ProfileManager::sharedInstance();
+    profile.putSessionBoolData(StaticValues::IS_INSTALL_REFERRER_SET(), /*value=*/true);
+    defaultsOfANewVisit();
+
+    EXPECT_TRUE(profile.isInstallReferrerSet());
+}
+
+TEST_F(SessionDefaults, LogsTheCountAndTheVisitNewAnswer) {
+    defaultsOfANewVisit();
+
+    EXPECT_THAT(machine.log->linesStartingWith(countLine), ElementsAre("DEBUG_HARVELSTONE_CONFIG_LTVT : 2 / Y "));
+}
+
+TEST_F(SessionDefaults, LogsTheCountAsA32BitInteger) {
+    (*documentDB)->putInt(StaticValues::PARAM_LTVT(), 4'294'967'296 + 7);
+    EXPECT_EQ(defaults().at(StaticValues::PARAM_LTVT()), Value(4'294'967'303));
+    (*documentDB)->putInt(StaticValues::PARAM_LTVT(), 2'147'483'648);
+    defaults();
+
+    EXPECT_THAT(
+        machine.log->linesStartingWith(countLine),
+        ElementsAre("DEBUG_HARVELSTONE_CONFIG_LTVT : 7 / N ", "DEBUG_HARVELSTONE_CONFIG_LTVT : -2147483648 / N "));
+}
+
+TEST_F(SessionDefaults, ACountOfTheWrongTypeReadsZero) {
+    (*documentDB)->putString(StaticValues::PARAM_LTVT(), "many");
+    EXPECT_EQ(manager().getLtvt(), 0);
+
+    EXPECT_EQ(defaultsOfANewVisit().at(StaticValues::PARAM_LTVT()), Value(1));
+}
+
+TEST_F(SessionDefaults, TheProfileIdIsTheBundleIdentifier) {
+    machine.device->bundle = "org.example.other";
+
+    EXPECT_EQ(manager().getbunddleId(), "org.example.other");
+    EXPECT_EQ(defaults().at(StaticValues::PARAM_PROFILE_ID()), Value("org.example.other"));
+}
+
+TEST(Restart, VisitsAreCountedAcrossLives) {
+    TemporaryFolder folder;
+    for (int visit = 1; visit <= 3; ++visit)
+        life([&] {
+            const Machine app(folder.path());
+            app.clock->advance(visit * 2 * secondsOfADay);
+            EXPECT_EQ(DocumentManager::sharedInstance().getLtvt(), visit);
+            EXPECT_EQ(currentSession().at(StaticValues::PARAM_LTVI()), Value((visit - 1) * 2.0));
+            EXPECT_THAT(app.log->lines(),
+                        Contains("DEBUG_HARVELSTONE_CONFIG_LTVT : " + std::to_string(visit) + " / Y "));
+        });
+}
+
+}  // namespace
+}  // namespace harvelstone::testing
