@@ -42,6 +42,14 @@ class ShiftedFile final : public platform::File {
     std::shared_ptr<WriteShifts> shifts_;
 };
 
+void handOver(const AppLog::TakeLine& take, std::string_view line) noexcept {
+    try {
+        take(line);
+    } catch (...) {
+        // Nothing may come back to where a line is logged.
+    }
+}
+
 }  // namespace
 
 double ShiftedClock::now() const { return systemClock_.now() + shift_; }
@@ -105,15 +113,11 @@ platform::Result<platform::FileAttributes> ShiftedFileSystem::attributes(const s
     return attributes;
 }
 
-void AppLog::debugLine(std::string_view line) noexcept {
-    try {
-        takeDebugLine_(line);
-    } catch (...) {
-        // Nothing may come back to where a line is logged.
-    }
-}
+void AppLog::platformLine(std::string_view line) noexcept { handOver(takePlatformLine_, line); }
 
-AppMachine AppMachine::install(const std::string& documents, AppLog::TakeLine takeDebugLine) {
+void AppLog::debugLine(std::string_view line) noexcept { handOver(takeDebugLine_, line); }
+
+AppMachine AppMachine::install(const std::string& documents, std::shared_ptr<platform::Log> log) {
     AppMachine machine;
     machine.clock = std::make_shared<ShiftedClock>();
     machine.device = std::make_shared<AppDevice>(documents);
@@ -122,7 +126,7 @@ AppMachine AppMachine::install(const std::string& documents, AppLog::TakeLine ta
     platform.clock = machine.clock;
     platform.device = machine.device;
     platform.fileSystem = std::make_shared<ShiftedFileSystem>(machine.clock);
-    platform.log = std::make_shared<AppLog>(std::move(takeDebugLine));
+    platform.log = std::move(log);
     platform::Platform::install(std::move(platform));
     return machine;
 }

@@ -85,18 +85,19 @@ class ShiftedFileSystem final : public platform::FileSystem {
     std::shared_ptr<WriteShifts> shifts_;
 };
 
-/// Hands debug lines to a function and platform lines to standard error.
+/// Hands both kinds of line to functions.
 class AppLog final : public platform::Log {
   public:
     using TakeLine = std::function<void(std::string_view)>;
-    explicit AppLog(TakeLine takeDebugLine) : takeDebugLine_(std::move(takeDebugLine)) {}
+    AppLog(TakeLine takeDebugLine, TakeLine takePlatformLine)
+        : takeDebugLine_(std::move(takeDebugLine)), takePlatformLine_(std::move(takePlatformLine)) {}
 
-    void platformLine(std::string_view line) noexcept override { standardError_.platformLine(line); }
+    void platformLine(std::string_view line) noexcept override;
     void debugLine(std::string_view line) noexcept override;
 
   private:
-    platform::StandardErrorLog standardError_;
     const TakeLine takeDebugLine_;
+    const TakeLine takePlatformLine_;
 };
 
 /// The machine that a played app runs on: real files and real HTTP, with a clock and a network in the player's hand.
@@ -105,7 +106,7 @@ struct AppMachine {
     std::shared_ptr<AppDevice> device;
 
     /// Makes it and puts it in force for the rest of the process.
-    static AppMachine install(const std::string& documents, AppLog::TakeLine takeDebugLine);
+    static AppMachine install(const std::string& documents, std::shared_ptr<platform::Log> log);
 };
 
 }  // namespace harvelstone::tools

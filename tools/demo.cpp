@@ -18,6 +18,7 @@
 #include "tools/collector.hpp"
 #include "tools/document_store.hpp"
 #include "tools/exit_codes.hpp"
+#include "tools/line_file.hpp"
 #include "tools/player.hpp"
 #include "tools/receipt.hpp"
 #include "tools/shop_scenario.hpp"
@@ -97,6 +98,23 @@ struct DemoFolders {
     std::string store;
 };
 
+/// What the component logs goes to the books and to a file. Lives as long as the process, like the workers that log.
+struct DemoLog {
+    explicit DemoLog(const std::string& path) : file(path, LineFile::Mode::replace) {}
+
+    UploadLedger ledger;
+    LineFile file;
+};
+
+std::shared_ptr<AppLog> appLogInto(const std::shared_ptr<DemoLog>& log) {
+    return std::make_shared<AppLog>(
+        [log](std::string_view line) {
+            log->ledger.debugLine(line);
+            log->file.write(line);
+        },
+        [log](std::string_view line) { log->file.write(line); });
+}
+
 std::optional<DemoFolders> foldersFor(const DemoOptions& options) {
     std::string base;
     if (!options.documents || !options.store) {
@@ -144,18 +162,19 @@ int runDemo(const DemoOptions& options) {
     collectorOptions.replies = parseReplies(shopReplies(), "examples/shop_replies.jsonl");
     Collector collector(std::move(collectorOptions), books.collectorEvents());
     if (!collector.start()) return fail("cannot listen on a loopback port");
-    std::cout << "collector: " << collector.address() << "\nstorage: " << folders->documents << "/harvelstone/"
-              << std::endl;
+    const auto logPath = folders->store + "/debug.log";
+    const auto log = std::make_shared<DemoLog>(logPath);
+    if (!log->file.isOpen()) return fail("cannot open " + logPath);
+    std::cout << fmt::format("collector: {}\nstorage:   {}/harvelstone/\ndebug log: {}\n\n", collector.address(),
+                             folders->documents, logPath)
+              << std::flush;
 
-    // Lives as long as the process, like the workers that log.
-    const auto ledger = std::make_shared<UploadLedger>();
-    const auto machine =
-        AppMachine::install(folders->documents, [ledger](std::string_view line) { ledger->debugLine(line); });
+    const auto machine = AppMachine::install(folders->documents, appLogInto(log));
     setFateObserver([&books](const std::string& id, Fate fate) { books.documentRetired(id, fate); });
     const auto outcome = playShop(scenario, machine, collector.address());
     setFateObserver({});
     collector.stop();
-    return report(outcome, books.finish(*ledger), *ledger, store.path());
+    return report(outcome, books.finish(log->ledger), log->ledger, store.path());
 }
 
 }  // namespace harvelstone::tools

@@ -2,11 +2,11 @@
 
 #include "tools/json_lines.hpp"
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fmt/format.h>
 #include <fstream>
-#include <iterator>
 
 #include "harvelstone/platform/Json.hpp"
 
@@ -49,8 +49,12 @@ std::vector<JsonLine> parseJsonLines(std::string_view text, const std::string& f
 std::string readTextFile(const std::string& file) {
     std::ifstream stream(file, std::ios::binary);
     std::string content;
-    if (stream) content.assign(std::istreambuf_iterator<char>(stream), {});
-    if (!stream || stream.bad()) throw WrongUse(fmt::format("{}: cannot be read: {}", file, std::strerror(errno)));
+    std::array<char, 65536> buffer;
+    // Unlike the stream's iterators, `read` turns an error into a state.
+    while (stream.read(buffer.data(), buffer.size()) || stream.gcount() > 0) {
+        content.append(buffer.data(), static_cast<std::size_t>(stream.gcount()));
+    }
+    if (!stream.eof()) throw WrongUse(fmt::format("{}: cannot be read: {}", file, std::strerror(errno)));
     return content;
 }
 

@@ -29,6 +29,8 @@ struct DebugLines {
     }
 };
 
+void printLine(std::string_view line) { platform::StandardErrorLog().platformLine(line); }
+
 }  // namespace
 
 int runReplay(const ReplayOptions& options) {
@@ -41,7 +43,8 @@ int runReplay(const ReplayOptions& options) {
             return exitFailed;
         }
     }
-    const auto machine = AppMachine::install(options.documents, [lines](std::string_view line) { lines->take(line); });
+    const auto machine = AppMachine::install(
+        options.documents, std::make_shared<AppLog>([lines](std::string_view line) { lines->take(line); }, printLine));
     BSDebugger::setEnabled(/*enabled=*/true);
     SessionManager::sharedInstance().configure({{"targetUri", options.target}});
     BSDebugger::setEnabled(/*enabled=*/true);

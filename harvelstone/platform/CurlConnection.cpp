@@ -96,6 +96,7 @@ HttpOutcome failed(HttpResponse response, std::string reason) {
 struct CurlConnection::Handles {
     std::unique_ptr<CURLM, EndMulti> multi{curl_multi_init()};
     std::unique_ptr<CURL, EndEasy> easy{curl_easy_init()};
+    bool keepsOldVersion = false;  ///< the kept connection leads to a server of HTTP/1.0
 };
 
 /// One exchange with one server.
@@ -142,6 +143,8 @@ class CurlConnection::Transfer {
         set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
         set(CURLOPT_SSL_VERIFYPEER, 1L);
         set(CURLOPT_SSL_VERIFYHOST, 2L);
+        // libcurl sends no chunks on a connection that it knows to be HTTP/1.0.
+        if (handles_.keepsOldVersion) set(CURLOPT_FRESH_CONNECT, 1L);
         if (leadsToThisDevice(url_)) set(CURLOPT_PROXY, "");
         if (settings.certificateAuthorities.empty()) return;
         set(CURLOPT_CAINFO, settings.certificateAuthorities.c_str());
@@ -219,6 +222,9 @@ CURLcode CurlConnection::Transfer::drive() {
 
 HttpOutcome CurlConnection::Transfer::run() {
     const auto result = drive();
+    long version = 0;
+    curl_easy_getinfo(handles_.easy.get(), CURLINFO_HTTP_VERSION, &version);
+    handles_.keepsOldVersion = version == CURL_HTTP_VERSION_1_0;
     // A server that answers and hangs up before it has read the whole body has answered all the same.
     const bool isAnswer = result == CURLE_OK || (result == CURLE_SEND_ERROR && exchange_.isAnswered());
     if (exchange_.failure()) return failed(exchange_.takeResponse(), *exchange_.failure());

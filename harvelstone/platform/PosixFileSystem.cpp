@@ -144,9 +144,10 @@ Result<void> makeOneFolder(const std::string& path) {
     return error;
 }
 
-/// The folder that the entry lies in, with a slash at the end.
+/// The folder that the entry lies in, with a slash at the end; empty when the path names no entry of a folder.
 std::string parentFolder(std::string_view path) {
     while (path.ends_with('/')) path.remove_suffix(1);
+    if (path.empty()) return "";
     const auto slash = path.rfind('/');
     return slash == std::string_view::npos ? "./" : std::string(path.substr(0, slash + 1));
 }

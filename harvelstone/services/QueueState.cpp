@@ -112,19 +112,20 @@ QueueState::Hold QueueState::holdFile(std::unique_ptr<platform::File> file, Late
         return Hold::failed;
     }
     failuresLogged_.erase("read");
-    if (!survey_.isForeign()) {
-        failuresLogged_.erase("set aside");
-    } else {
-        forgetFile();
-        if (!isStillAtPath(*held->file)) return Hold::noFile;
-        auto moved = setAside(name_, "no queue file", lines);
-        if (!moved) noteFailure("set aside", moved.error(), lines);
-        return moved ? Hold::noFile : Hold::failed;
-    }
+    if (survey_.isForeign()) return moveAway(*held->file, lines);
+    failuresLogged_.erase("set aside");
     if (survey_.size > survey_.end && held->file->truncate(survey_.end)) held->source.forget();
     held_ = std::move(held);
     if (owesConsumption_) writeConsumption(lines);
     return Hold::held;
+}
+
+QueueState::Hold QueueState::moveAway(platform::File& foreign, LaterLines& lines) {
+    forgetFile();
+    if (!isStillAtPath(foreign)) return Hold::noFile;  // another process was faster
+    auto moved = setAside(name_, "no queue file", lines);
+    if (!moved) noteFailure("set aside", moved.error(), lines);
+    return moved ? Hold::noFile : Hold::failed;
 }
 
 Result<void> QueueState::survey(ByteSource& source, std::uint64_t size) {
@@ -193,7 +194,10 @@ void QueueState::forgetFile() {
 }
 
 /// The caller holds a reference of its own.
-void QueueState::stayWhileNeeded() { self_ = pending_.empty() && !owesConsumption_ ? nullptr : shared_from_this(); }
+void QueueState::stayWhileNeeded() {
+    const bool isNeeded = !pending_.empty() || owesConsumption_ || !failuresLogged_.empty();
+    self_ = isNeeded ? shared_from_this() : nullptr;
+}
 
 void QueueState::noteFailure(std::string_view what, const std::error_code& error, LaterLines& lines) {
     if (failuresLogged_.emplace(what).second)

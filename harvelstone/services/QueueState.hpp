@@ -68,6 +68,7 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     // Reading: QueueState.cpp
     Hold hold(LaterLines& lines);
     Hold holdFile(std::unique_ptr<platform::File> file, LaterLines& lines);
+    Hold moveAway(platform::File& foreign, LaterLines& lines);
     platform::Result<void> survey(ByteSource& source, std::uint64_t size);
     std::optional<Dictionary> popFromFile(std::uint64_t scope, LaterLines& lines);
     std::optional<Dictionary> popFromMemory();

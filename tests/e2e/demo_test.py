@@ -20,6 +20,7 @@ class Demo(harness.Case):
         self.assertIn("Every document arrived as it was sent.", ended.stdout)
         self.assertIn(os.path.join(store, "documents.jsonl"), ended.stdout)
         self.assertNotIn("\r", ended.stdout)
+        self.assertEqual(ended.stderr, "")
 
         with open(os.path.join(store, "documents.jsonl"), encoding="utf-8") as file:
             received = [json.loads(line) for line in file]

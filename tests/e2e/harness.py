@@ -148,12 +148,17 @@ class Played:
     def pending(self):
         return self.result["pending"]
 
+    @property
+    def last_error(self):
+        """The last line on standard error; before it stand the component's own lines."""
+        return self.errors.splitlines()[-1]
+
     def logged(self, start):
         return [line for line in self.log if line.startswith(start)]
 
 
-def step(name, **arguments):
-    return {"do": name, **arguments}
+def step(do, /, **arguments):
+    return {"do": do, **arguments}
 
 
 # The start-up hold waits for the install referrer; most apps here do not.
@@ -207,7 +212,8 @@ class Case(unittest.TestCase):
 
     def start(self, steps, target):
         """Begins a life of the app that the test ends itself."""
-        process = subprocess.Popen([COMMAND, *self.arguments(steps, target)], stdout=subprocess.DEVNULL)
+        process = subprocess.Popen([COMMAND, *self.arguments(steps, target)], stdout=subprocess.DEVNULL,
+                                   stderr=subprocess.DEVNULL)
         self.addCleanup(self.end, process)
         return process
 

@@ -9,8 +9,8 @@ from harness import NO_HOLD, NEW_VISIT, OFFLINE, SEND, SETTLE, START, step
 
 class Restart(harness.Case):
     def test_sends_the_documents_of_earlier_runs_first(self):
-        first = self.play([NO_HOLD, OFFLINE, START, step("page", record={"run": 1}), *NEW_VISIT])
-        second = self.play([OFFLINE, *NEW_VISIT, step("page", record={"run": 2})])
+        first = self.play([NO_HOLD, OFFLINE, START, step("click", record={"run": 1}), *NEW_VISIT])
+        second = self.play([OFFLINE, *NEW_VISIT, step("click", record={"run": 2})])
         self.assertEqual(second.pending[:2], first.pending)
 
         server = self.server()
@@ -19,8 +19,8 @@ class Restart(harness.Case):
         earlier = [pending.split("_")[0] for pending in second.pending]
         # The start of the second run continued the first's visit, without anything to report.
         self.assertEqual(sids[:3], [earlier[0], earlier[1], earlier[3]])
-        self.assertEqual(server.documents()[0]["pages"][0]["run"], 1)
-        self.assertEqual(server.documents()[2]["pages"][0]["run"], 2)
+        self.assertEqual(server.documents()[0]["click"][0]["run"], 1)
+        self.assertEqual(server.documents()[2]["click"][0]["run"], 2)
 
     def test_keeps_what_the_host_set(self):
         self.play([NO_HOLD, OFFLINE, step("configure", PARAM_AK="shop"), step("profile", PARAM_MBR="Y"),

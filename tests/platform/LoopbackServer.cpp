@@ -1,14 +1,13 @@
 #include "tests/platform/LoopbackServer.hpp"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <array>
 #include <chrono>
+#include <netinet/in.h>
 #include <stdexcept>
 #include <strings.h>
+#include <sys/socket.h>
+#include <unistd.h>
 #include <utility>
 
 namespace harvelstone::testing {
@@ -224,10 +223,8 @@ void LoopbackServer::serve(int socket, int connection) {
         for (; end == std::string::npos; end = unread.find(headEnd)) {
             if (!receive(socket, unread)) return;
         }
-        WireRequest request{.connection = connection,
-                            .head = takeFrom(unread, end + headEnd.size()),
-                            .rawBody = "",
-                            .body = ""};
+        WireRequest request{
+            .connection = connection, .head = takeFrom(unread, end + headEnd.size()), .rawBody = "", .body = ""};
         WireConnection wire(socket, request, unread);
         nextBehaviour()(wire);
         const std::lock_guard lock(mutex_);

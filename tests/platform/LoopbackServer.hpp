@@ -14,8 +14,8 @@ namespace harvelstone::testing {
 
 /// A request as it came over the wire.
 struct WireRequest {
-    int connection = 0;  ///< 0 for the first connection that was made, 1 for the next, ...
-    std::string head;    ///< from the request line to the empty line, with all line ends
+    int connection = 0;   ///< 0 for the first connection that was made, 1 for the next, ...
+    std::string head;     ///< from the request line to the empty line, with all line ends
     std::string rawBody;  ///< as it came, chunk sizes included
     std::string body;     ///< the chunks joined
 

@@ -1,11 +1,9 @@
-#include "harvelstone/platform/CurlHttpClient.hpp"
-
+#include <atomic>
+#include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <future>
-
+#include "harvelstone/platform/CurlHttpClient.hpp"
 #include "harvelstone/platform/Exception.hpp"
 
 #include "tests/platform/HttpClientTest.hpp"
@@ -37,10 +35,10 @@ TEST_F(CurlHttpClient, SendsTheBodyInChunksWithoutAContentLength) {
     send(post("abc"));
 
     const auto sent = server_.waitForRequests(1).at(0);
-    EXPECT_THAT(sent.headerLines(), UnorderedElementsAre("Host: 127.0.0.1:" + std::to_string(server_.port()),
-                                                         "User-Agent: harvelstone", "Accept: */*",
-                                                         "Content-Type: application/octet-stream",
-                                                         "Transfer-Encoding: chunked"));
+    EXPECT_THAT(
+        sent.headerLines(),
+        UnorderedElementsAre("Host: 127.0.0.1:" + std::to_string(server_.port()), "User-Agent: harvelstone",
+                             "Accept: */*", "Content-Type: application/octet-stream", "Transfer-Encoding: chunked"));
     EXPECT_EQ(sent.rawBody, "3\r\nabc\r\n0\r\n\r\n");
 }
 
@@ -228,15 +226,36 @@ TEST_F(CurlHttpClient, RefusesWhatWouldBreakTheRequestsHead) {
         std::function<void(platform::HttpRequest&)> spoil;
     };
     const std::vector<Row> rows = {
-        {"line feed in a value", [](auto& request) { request.headers.push_back({"A", "b\nCookie: c"}); }},
-        {"NUL in a value", [](auto& request) { request.headers.push_back({"A", std::string("b\0c", 3)}); }},
-        {"colon in a name", [](auto& request) { request.headers.push_back({"A: b", "c"}); }},
-        {"no name", [](auto& request) { request.headers.push_back({"", "c"}); }},
+        {"line feed in a value",
+         [](auto& request) {
+             request.headers.push_back({"A", "b\nCookie: c"});
+         }},
+        {"NUL in a value",
+         [](auto& request) {
+             request.headers.push_back({"A", std::string("b\0c", 3)});
+         }},
+        {"colon in a name",
+         [](auto& request) {
+             request.headers.push_back({"A: b", "c"});
+         }},
+        {"no name",
+         [](auto& request) {
+             request.headers.push_back({"", "c"});
+         }},
         {"blank in the method", [](auto& request) { request.method = "POST /x"; }},
         {"no method", [](auto& request) { request.method = ""; }},
-        {"negative length", [](auto& request) { request.headers.push_back({"content-length", "-1"}); }},
-        {"length and more", [](auto& request) { request.headers.push_back({"Content-Length", "3 "}); }},
-        {"length beyond 64 bits", [](auto& request) { request.headers.push_back({"Content-Length", "9999999999999999999"}); }},
+        {"negative length",
+         [](auto& request) {
+             request.headers.push_back({"content-length", "-1"});
+         }},
+        {"length and more",
+         [](auto& request) {
+             request.headers.push_back({"Content-Length", "3 "});
+         }},
+        {"length beyond 64 bits",
+         [](auto& request) {
+             request.headers.push_back({"Content-Length", "9999999999999999999"});
+         }},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);

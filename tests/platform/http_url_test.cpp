@@ -1,7 +1,6 @@
 #include "harvelstone/platform/http_url.hpp"
 
 #include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 

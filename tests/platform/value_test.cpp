@@ -107,7 +107,7 @@ TEST(Value, RefusesANumberThatJsonCannotHold) {
     EXPECT_THROW(Value(std::nan("")), InvalidArgumentException);
     EXPECT_THROW(Value{infinity}, InvalidArgumentException);
     EXPECT_THROW(Value{-infinity}, InvalidArgumentException);
-    EXPECT_NO_THROW(Value(std::numeric_limits<double>::max()));
+    EXPECT_NO_THROW(Value{std::numeric_limits<double>::max()});
 }
 
 TEST(Value, KeepsWellFormedText) {

@@ -1,4 +1,4 @@
-#include "harvelstone/services/TinyMap.hpp"
+#include "harvelstone/services/Constants.hpp"
 
 #include "tests/session/SessionTest.hpp"
 
@@ -129,31 +129,38 @@ TEST_F(Advertising, AMissingTraceIsRefusedUnlessItIsLeftOut) {
 
 class InstallReferrer : public SessionTest {
   protected:
+    using Texts = std::map<std::string, Value>;
+
     InstallReferrer() { before = attribution(); }
 
-    static nlohmann::json attribution() {
-        return nlohmann::json::parse(TinyMap::sharedInstance().get("BS_SESSION_MAP")->jsonString());
+    /// Every text that the profile manager's session-scoped store holds under a key of the system.
+    static Texts attribution() {
+        Texts texts;
+        for (const auto& constant : staticValuesTable()) {
+            const std::string key(constant.text);
+            if (const auto text = ProfileManager::sharedInstance().getSessionStringData(key)) texts.emplace(key, *text);
+        }
+        return texts;
     }
-    /// What the attribution data holds that it did not hold at the beginning.
-    nlohmann::json changes() const {
-        nlohmann::json changed = nlohmann::json::object();
-        const auto now = attribution();
-        for (const auto& [key, value] : now.items())
-            if (!before.contains(key) || before.at(key) != value) changed[key] = value;
+    /// What it holds that it did not hold at the beginning.
+    Texts changes() const {
+        Texts changed;
+        for (const auto& [key, value] : attribution())
+            if (!before.contains(key) || before.at(key) != value) changed.emplace(key, value);
         return changed;
     }
     static std::string setLine(const std::string& accessor) {
         return "DEBUG_HARVELSTONE_INTALL_REFERRER :" + accessor + " set!.  ";
     }
 
-    nlohmann::json before;
+    Texts before;
 };
 
 TEST_F(InstallReferrer, TakesASourceTwice) {
     manager().putInstallData({{StaticValues::PARAM_MAT_SOURCE(), "mail"}});
 
     EXPECT_EQ(changes(),
-              (nlohmann::json{{StaticValues::PARAM_MAT_SOURCE(), "mail"}, {StaticValues::PARAM_IAT_SOURCE(), "mail"}}));
+              (Texts{{StaticValues::PARAM_MAT_SOURCE(), "mail"}, {StaticValues::PARAM_IAT_SOURCE(), "mail"}}));
     EXPECT_THAT(machine.log->lines(),
                 ElementsAre("DEBUG_HARVELSTONE_INTALL_REFERRER : {\"source\":\"mail\"}", setLine("PARAM_MAT_SOURCE")));
 }
@@ -176,7 +183,7 @@ TEST_F(InstallReferrer, TakesEveryKeyInItsOrder) {
                                    setLine("PARAM_MAT_MEDIUM"), setLine("PARAM_MAT_KWD"),
                                    setLine("PARAM_MAT_AFFILIATE"), setLine("PARAM_MAT_AFFILIATE_SUB")));
     EXPECT_THAT(changes(), SizeIs(18));
-    for (const auto& [key, value] : referrer) EXPECT_EQ(changes().at(key), *value.string());
+    for (const auto& [key, value] : referrer) EXPECT_EQ(changes().at(key), value);
 }
 
 TEST_F(InstallReferrer, CopiesTheSixAttributionValuesAsThoseOfTheInstall) {
@@ -192,7 +199,7 @@ TEST_F(InstallReferrer, CopiesTheSixAttributionValuesAsThoseOfTheInstall) {
                           {StaticValues::PARAM_MAT_AFFILIATE_SUB(), StaticValues::PARAM_IAT_AFFILIATE_SUB()}};
     for (const auto& [current, install] : pairs) {
         manager().putInstallData({{current, "value of " + current}});
-        EXPECT_EQ(attribution().at(install), "value of " + current);
+        EXPECT_EQ(attribution().at(install), Value("value of " + current));
     }
     EXPECT_THAT(changes(), SizeIs(12));
 }
@@ -200,7 +207,7 @@ TEST_F(InstallReferrer, CopiesTheSixAttributionValuesAsThoseOfTheInstall) {
 TEST_F(InstallReferrer, OfUtmKeysAloneSaysNothingAboutTheInstall) {
     manager().putInstallData({{StaticValues::PARAM_UTM_SOURCE(), "a"}, {StaticValues::PARAM_GCLID(), "b"}});
 
-    EXPECT_EQ(changes(), (nlohmann::json{{StaticValues::PARAM_UTM_SOURCE(), "a"}, {StaticValues::PARAM_GCLID(), "b"}}));
+    EXPECT_EQ(changes(), (Texts{{StaticValues::PARAM_UTM_SOURCE(), "a"}, {StaticValues::PARAM_GCLID(), "b"}}));
 }
 
 TEST_F(InstallReferrer, TakesTheEmptyTextLikeAnyOther) {
@@ -208,7 +215,7 @@ TEST_F(InstallReferrer, TakesTheEmptyTextLikeAnyOther) {
     machine.log->clear();
     manager().putInstallData({{StaticValues::PARAM_UTM_TERM(), ""}});
 
-    EXPECT_EQ(attribution().at(StaticValues::PARAM_UTM_TERM()), "");
+    EXPECT_EQ(attribution().at(StaticValues::PARAM_UTM_TERM()), Value(""));
     EXPECT_THAT(machine.log->lines(),
                 ElementsAre("DEBUG_HARVELSTONE_INTALL_REFERRER : {\"utm_term\":\"\"}", setLine("PARAM_UTM_TERM")));
 }

@@ -1,3 +1,5 @@
+#include "harvelstone/services/TinyMap.hpp"
+
 #include "tests/session/SessionTest.hpp"
 
 namespace harvelstone::testing {
@@ -10,7 +12,6 @@ using ::testing::SizeIs;
 constexpr const char* countLine = "DEBUG_HARVELSTONE_CONFIG_LTVT";
 
 TEST_F(DocumentTest, TheFirstVisitEverIsCountedOnceAndUniqueInEveryPeriod) {
-    EXPECT_TRUE(ProfileManager::sharedInstance().isInstallReferrerSet());
     manager();
 
     EXPECT_EQ((*documentDB)->get(StaticValues::PARAM_LTVT()), Value(1));
@@ -18,7 +19,26 @@ TEST_F(DocumentTest, TheFirstVisitEverIsCountedOnceAndUniqueInEveryPeriod) {
     EXPECT_EQ((*documentDB)->get(StaticValues::PARAM_UD_VT()), Value(1));
     EXPECT_EQ(currentSession().at(StaticValues::PARAM_IS_UNI_VT()), Value(3));
     EXPECT_EQ(currentSession().at(StaticValues::PARAM_IS_WEEKELY_US()), Value("Y"));
+}
+
+TEST_F(DocumentTest, TheFirstVisitEverStartsTheWaitForTheInstallReferrer) {
+    const auto values = TinyMap::sharedInstance().get("BS_SESSION_MAP");
+    EXPECT_FALSE(values->has(StaticValues::IS_INSTALL_REFERRER_SET()));
+    manager();
+
+    EXPECT_TRUE(values->has(StaticValues::IS_INSTALL_REFERRER_SET()));
     EXPECT_FALSE(ProfileManager::sharedInstance().isInstallReferrerSet());
+}
+
+TEST_F(DocumentTest, OnlyTheFirstVisitEverStartsTheOrderTimes) {
+    manager();
+    machine.clock->advance(2 * secondsOfADay);
+    manager().loadDocument();
+    machine.clock->advance(1 * secondsOfADay);
+    ProfileManager::sharedInstance().markRevenue();
+
+    EXPECT_EQ(manager().getLtvt(), 2);
+    EXPECT_EQ(ProfileManager::sharedInstance().getLtrvni(), 3);
 }
 
 class SessionDefaults : public SessionTest {
@@ -97,11 +117,11 @@ TEST_F(SessionDefaults, ADocumentOfAContinuedVisitCountsAsTheLatestToo) {
 }
 
 TEST_F(SessionDefaults, OnlyTheFirstVisitStartsTheWaitForTheInstallReferrer) {
-    auto& profile = ProfileManager::sharedInstance();
-    profile.putSessionBoolData(StaticValues::IS_INSTALL_REFERRER_SET(), /*value=*/true);
+    ProfileManager::sharedInstance().putSessionData(StaticValues::IS_INSTALL_REFERRER_SET(), nullptr);
+    const auto before = TinyMap::sharedInstance().get("BS_SESSION_MAP")->jsonString();
     defaultsOfANewVisit();
 
-    EXPECT_TRUE(profile.isInstallReferrerSet());
+    EXPECT_EQ(TinyMap::sharedInstance().get("BS_SESSION_MAP")->jsonString(), before);
 }
 
 TEST_F(SessionDefaults, LogsTheCountAndTheVisitNewAnswer) {
@@ -141,6 +161,8 @@ TEST(Restart, VisitsAreCountedAcrossLives) {
         life([&] {
             const Machine app(folder.path());
             app.clock->advance(visit * 2 * secondsOfADay);
+            // The device's UUIDs count up from 1 in each life: away from those of the lives before.
+            for (int used = 0; used < visit * 100; ++used) static_cast<void>(app.device->uuidText());
             EXPECT_EQ(DocumentManager::sharedInstance().getLtvt(), visit);
             EXPECT_EQ(currentSession().at(StaticValues::PARAM_LTVI()), Value((visit - 1) * 2.0));
             EXPECT_THAT(app.log->lines(),

@@ -127,16 +127,22 @@ TEST(AppDevice, IsConnectedUntilSwitchedOff) {
     EXPECT_EQ(device.connectionType(), "none");
 }
 
-TEST(AppLog, HandsDebugLinesOverAsTheyAre) {
-    std::vector<std::string> lines;
-    AppLog log([&](std::string_view line) { lines.emplace_back(line); });
+TEST(AppLog, HandsLinesOverAsTheyAre) {
+    std::vector<std::string> debugLines;
+    std::vector<std::string> platformLines;
+    AppLog log([&](std::string_view line) { debugLines.emplace_back(line); },
+               [&](std::string_view line) { platformLines.emplace_back(line); });
     log.debugLine("a line with a blank ");
-    EXPECT_THAT(lines, ::testing::ElementsAre("a line with a blank "));
+    log.platformLine("another");
+    EXPECT_THAT(debugLines, ::testing::ElementsAre("a line with a blank "));
+    EXPECT_THAT(platformLines, ::testing::ElementsAre("another"));
 }
 
 TEST(AppLog, AFailingTakerHarmsNobody) {
-    AppLog log([](std::string_view) { throw std::runtime_error("full"); });
+    const auto fail = [](std::string_view) { throw std::runtime_error("full"); };
+    AppLog log(fail, fail);
     log.debugLine("line");
+    log.platformLine("line");
 }
 
 }  // namespace

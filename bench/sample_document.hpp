@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstddef>
+
+#include "harvelstone/platform/Value.hpp"
+
+namespace harvelstone::bench {
+
+/// A record such as a page view: some fifteen members, about 400 bytes of JSON.
+Dictionary sampleRecord(std::size_t number);
+
+/// A document with a session section and that many page records.
+Dictionary sampleDocument(std::size_t pages);
+
+}  // namespace harvelstone::bench

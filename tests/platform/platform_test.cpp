@@ -1,0 +1,81 @@
+#include "harvelstone/platform/Platform.hpp"
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <memory>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/HostRunLoop.hpp"
+
+#include "tests/support/TestPlatform.hpp"
+
+namespace harvelstone::testing {
+namespace {
+
+using platform::InvalidArgumentException;
+using platform::Platform;
+
+TEST(InstalledPlatform, ServesFromThenOn) {
+    const auto clock = std::make_shared<FakeClock>();
+    Platform machine;
+    machine.clock = clock;
+    machine.syncPolicy = platform::SyncPolicy::processExit;
+
+    Platform::install(machine);
+
+    EXPECT_EQ(Platform::current().clock, clock);
+    EXPECT_EQ(Platform::current().syncPolicy, platform::SyncPolicy::processExit);
+}
+
+TEST(InstalledPlatform, GetsADefaultForEachMemberLeftEmpty) {
+    Platform::install({});
+
+    const auto& machine = Platform::current();
+    EXPECT_NE(dynamic_cast<platform::SystemClock*>(machine.clock.get()), nullptr);
+    EXPECT_NE(dynamic_cast<platform::PosixFileSystem*>(machine.fileSystem.get()), nullptr);
+    EXPECT_NE(machine.httpClient, nullptr);
+    EXPECT_EQ(machine.mainQueue, platform::HostRunLoop::mainQueue());
+    EXPECT_NE(machine.workers, nullptr);
+    EXPECT_NE(dynamic_cast<platform::PosixDevice*>(machine.device.get()), nullptr);
+    EXPECT_NE(dynamic_cast<platform::StandardErrorLog*>(machine.log.get()), nullptr);
+    EXPECT_EQ(machine.syncPolicy, platform::SyncPolicy::powerLoss);
+}
+
+TEST(InstalledPlatform, CannotBeReplaced) {
+    const auto clock = std::make_shared<FakeClock>();
+    Platform machine;
+    machine.clock = clock;
+    Platform::install(machine);
+
+    EXPECT_THROW(Platform::install({}), InvalidArgumentException);
+
+    EXPECT_EQ(Platform::current().clock, clock);
+}
+
+TEST(DefaultPlatform, ServesWhenNoneWasInstalledAndStays) {
+    auto& machine = Platform::current();
+
+    EXPECT_NE(dynamic_cast<platform::SystemClock*>(machine.clock.get()), nullptr);
+    EXPECT_THROW(Platform::install({}), InvalidArgumentException);
+    EXPECT_EQ(&Platform::current(), &machine);
+}
+
+TEST(DefaultPlatform, IsTheSameForThreadsThatAskAtOnce) {
+    std::atomic<int> ready = 0;
+    std::vector<Platform*> seen(8);
+    std::vector<std::thread> threads;
+    for (auto& place : seen) {
+        threads.emplace_back([&] {
+            for (++ready; ready < 8;) std::this_thread::yield();
+            place = &Platform::current();
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(std::set<Platform*>(seen.begin(), seen.end()).size(), 1U);
+}
+
+}  // namespace
+}  // namespace harvelstone::testing
