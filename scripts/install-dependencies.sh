@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the named groups need (all groups without an argument), as root or through sudo.
 # Quiet and quick when everything is there.
-#   scripts/install-dependencies.sh [build|test|lint|coverage|bench]...
+#   scripts/install-dependencies.sh [build|test|lint|check|coverage|bench]...
 set -euo pipefail
 
 declare -A packages_of=(
@@ -11,7 +11,8 @@ declare -A packages_of=(
              libcli11-dev libcpp-httplib-dev"
     # tzdata: tests of calendars choose their time zone.
     [test]="libgtest-dev libgmock-dev librapidcheck-dev nlohmann-json3-dev python3 tzdata"
-    [lint]="clang clang-format clang-tidy python3"
+    [lint]="clang clang-format clang-tidy"
+    [check]="python3 git"
     [coverage]="gcovr"
     [bench]="libbenchmark-dev"
 )

@@ -22,16 +22,11 @@ std::string canonical(const std::string& json) {
     return value ? platform::jsonText(*value) : json;
 }
 
-std::vector<std::string> sortedCanonical(const std::vector<Upload>& uploads) {
-    std::vector<std::string> texts;
-    for (const auto& upload : uploads) texts.push_back(canonical(upload.json));
-    std::sort(texts.begin(), texts.end());
-    return texts;
-}
-
-std::vector<std::string> sortedCanonical(const std::vector<DecodedBody>& bodies) {
-    std::vector<std::string> texts;
-    for (const auto& body : bodies) texts.push_back(platform::jsonText(body.document));
+/// The elements' texts in the order of their bytes.
+template <typename Element, typename TextOf>
+std::vector<std::string> sortedTexts(const std::vector<Element>& elements, TextOf textOf) {
+    std::vector<std::string> texts(elements.size());
+    std::transform(elements.begin(), elements.end(), texts.begin(), textOf);
     std::sort(texts.begin(), texts.end());
     return texts;
 }
@@ -100,8 +95,9 @@ TableRow documentRow(const DemoRecord& record, const std::string& id) {
 std::vector<std::string> arrivalFaults(const DemoRecord& record) {
     std::vector<std::string> faults;
     for (const auto& reason : record.refused) faults.push_back("the collector refused an upload: " + reason);
-    const auto sent = sortedCanonical(record.uploads);
-    const auto arrived = sortedCanonical(record.received);
+    const auto sent = sortedTexts(record.uploads, [](const auto& upload) { return canonical(upload.json); });
+    const auto arrived =
+        sortedTexts(record.received, [](const auto& body) { return platform::jsonText(body.document); });
     if (const auto count = surplus(sent, arrived))
         faults.push_back(fmt::format("{} uploads did not arrive as sent", count));
     if (const auto count = surplus(arrived, sent)) faults.push_back(fmt::format("{} arrivals were never sent", count));

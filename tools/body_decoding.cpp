@@ -56,7 +56,7 @@ std::optional<std::string> gunzip(std::string_view bytes, std::size_t limit, std
     stream->avail_in = static_cast<uInt>(input.size());
 
     std::string output;
-    std::array<char, 65536> buffer;
+    std::array<char, 65536> buffer{};
     for (;;) {
         stream->next_out = reinterpret_cast<Bytef*>(buffer.data());
         stream->avail_out = static_cast<uInt>(buffer.size());

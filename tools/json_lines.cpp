@@ -49,7 +49,7 @@ std::vector<JsonLine> parseJsonLines(std::string_view text, const std::string& f
 std::string readTextFile(const std::string& file) {
     std::ifstream stream(file, std::ios::binary);
     std::string content;
-    std::array<char, 65536> buffer;
+    std::array<char, 65536> buffer{};
     // Unlike the stream's iterators, `read` turns an error into a state.
     while (stream.read(buffer.data(), buffer.size()) || stream.gcount() > 0) {
         content.append(buffer.data(), static_cast<std::size_t>(stream.gcount()));

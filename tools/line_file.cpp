@@ -22,7 +22,7 @@ LineFile::~LineFile() {
     if (isOpen()) ::close(descriptor_);
 }
 
-bool LineFile::write(std::string_view line) {
+bool LineFile::write(std::string_view line) const {
     std::string whole(line);
     whole.push_back('\n');
     return ::write(descriptor_, whole.data(), whole.size()) == static_cast<ssize_t>(whole.size());

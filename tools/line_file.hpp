@@ -18,7 +18,7 @@ class LineFile {
 
     bool isOpen() const { return descriptor_ >= 0; }
     /// False when the line could not be written whole.
-    bool write(std::string_view line);
+    bool write(std::string_view line) const;
 
   private:
     int descriptor_;

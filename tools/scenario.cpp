@@ -168,58 +168,58 @@ void takeProfile(Step& step, const Dictionary& values) {
     }
 }
 
+// In the order of the kinds.
+struct KindRule {
+    Kind kind;
+    std::string_view name;
+    bool (*accepts)(const Value&);
+};
+
+bool isText(const Value& value) { return value.string() != nullptr; }
+bool isObject(const Value& value) { return value.dictionary() != nullptr; }
+
+constexpr std::array kindRules{
+    KindRule{Kind::any, "a value", [](const Value&) { return true; }},
+    KindRule{Kind::text, "a text", isText},
+    KindRule{Kind::keyText, "a text", isText},
+    KindRule{Kind::integer, "a whole number", [](const Value& value) { return value.isInteger(); }},
+    KindRule{Kind::number, "a number", [](const Value& value) { return value.isNumber(); }},
+    KindRule{Kind::seconds, "a number of seconds",
+             [](const Value& value) { return value.isNumber() && value.doubleValue() >= 0; }},
+    KindRule{Kind::boolean, "true or false", [](const Value& value) { return value.isBoolean(); }},
+    KindRule{Kind::record, "an object", isObject},
+    KindRule{Kind::configuration, "an object", isObject},
+    KindRule{Kind::profile, "an object", isObject},
+    KindRule{Kind::step, "a step", isObject},
+};
+
+void checkKind(const ArgumentRule& rule, const Value& value) {
+    const auto& kind = kindRules[static_cast<std::size_t>(rule.kind)];
+    requireKind(kind.accepts(value), rule.name, kind.name);
+}
+
 void takeArgument(Step& step, const ArgumentRule& rule, const Value& value) {
-    const auto put = [&](Value normalised) {
-        step.arguments.insert_or_assign(std::string(rule.name), std::move(normalised));
-    };
-    const bool takesAnyMember = rule.kind == Kind::configuration || rule.kind == Kind::profile;
-    if (value.isNull() && takesAnyMember) return;
-    if (value.isNull() && rule.need == Need::optional) return put(Value());
-    switch (rule.kind) {
-        case Kind::any:
-            return put(value);
-        case Kind::text:
-            requireKind(value.string() != nullptr, rule.name, "a text");
-            return put(value);
-        case Kind::keyText:
-            requireKind(value.string() != nullptr, rule.name, "a text");
-            return put(constantText(*value.string()));
-        case Kind::integer:
-            requireKind(value.isInteger(), rule.name, "a whole number");
-            return put(value);
-        case Kind::number:
-            requireKind(value.isNumber(), rule.name, "a number");
-            return put(value);
-        case Kind::seconds:
-            requireKind(value.isNumber() && value.doubleValue() >= 0, rule.name, "a number of seconds");
-            return put(value);
-        case Kind::boolean:
-            requireKind(value.isBoolean(), rule.name, "true or false");
-            return put(value);
-        case Kind::record:
-            requireKind(value.dictionary() != nullptr, rule.name, "an object");
-            return put(withKeyTexts(value));
-        case Kind::configuration:
-            requireKind(value.dictionary() != nullptr, rule.name, "an object");
-            return takeSettings(step, *value.dictionary());
-        case Kind::profile:
-            requireKind(value.dictionary() != nullptr, rule.name, "an object");
-            return takeProfile(step, *value.dictionary());
-        case Kind::step:
-            requireKind(value.dictionary() != nullptr, rule.name, "a step");
-            step.inner.push_back(stepFrom(*value.dictionary(), step.place));
-            return;
+    const bool isAbsent = value.isNull() && rule.need == Need::optional;
+    if (!isAbsent) checkKind(rule, value);
+    if (rule.kind == Kind::configuration) {
+        if (!isAbsent) takeSettings(step, *value.dictionary());
+    } else if (rule.kind == Kind::profile) {
+        if (!isAbsent) takeProfile(step, *value.dictionary());
+    } else if (rule.kind == Kind::step) {
+        step.inner.push_back(stepFrom(*value.dictionary(), step.place));
+    } else {
+        auto taken = value;
+        if (!isAbsent && rule.kind == Kind::keyText) taken = constantText(*value.string());
+        if (!isAbsent && rule.kind == Kind::record) taken = withKeyTexts(value);
+        step.arguments.insert_or_assign(std::string(rule.name), std::move(taken));
     }
 }
 
 /// What the step brings beyond its name and the arguments of its rule: the values of a step that takes any.
 Dictionary otherMembers(const Dictionary& object, std::span<const ArgumentRule> rules) {
-    Dictionary others;
-    for (const auto& [name, value] : object) {
-        const auto isArgument =
-            std::any_of(rules.begin(), rules.end(), [&](const auto& rule) { return rule.name == name; });
-        if (name != stepMember && !isArgument) others.emplace(name, value);
-    }
+    Dictionary others = object;
+    others.erase(others.find(stepMember));
+    for (const auto& rule : rules) others.erase(std::string(rule.name));
     return others;
 }
 

@@ -7,6 +7,8 @@
 #include <fmt/format.h>
 #include <simdjson.h>
 #include <utility>
+#include <variant>
+#include <vector>
 
 #include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/platform/Utf8.hpp"
@@ -26,27 +28,67 @@ std::string inBrackets(std::string_view text) {
 }
 
 /// Turns what simdjson finds in the text into values. Each step answers false for a text that does not parse.
+///
+/// It keeps the containers that are open in a list of its own: a recursion through simdjson's templates would take
+/// kilobytes of stack for each.
 class Reader {
   public:
     explicit Reader(std::size_t depthLimit) : depthLimit_(depthLimit) {}
 
     bool read(ondemand::array array, List& list) {
-        for (auto result : array) {
-            ondemand::value source;
-            if (result.get(source) != simdjson::SUCCESS || !read(source, list.emplace_back())) return false;
+        open_.emplace_back(OpenList(array, list));
+        while (!open_.empty()) {
+            const auto readNext = [this](auto& container) { return readNextOf(container); };
+            if (!std::visit(readNext, open_.back())) return false;
         }
         return true;
     }
 
   private:
+    template <typename Source, typename Container>
+    struct Open {
+        Open(Source& source, Container& filled) : next(source.begin()), end(source.end()), container(&filled) {}
+
+        decltype(std::declval<Source&>().begin()) next;
+        decltype(std::declval<Source&>().end()) end;
+        Container* container;
+        bool isBegun = false;
+    };
+    using OpenList = Open<ondemand::array, List>;
+    using OpenDictionary = Open<ondemand::object, Dictionary>;
+
+    /// Reads one element, and of an element that is a container the start; or closes the container after its last one.
+    template <typename Container>
+    bool readNextOf(Container& container) {
+        if (std::exchange(container.isBegun, true)) ++container.next;
+        if (container.next != container.end) return readElement(*container.next, *container.container);
+        open_.pop_back();
+        return true;
+    }
+
+    bool readElement(simdjson::simdjson_result<ondemand::value> element, List& list) {
+        ondemand::value source;
+        return std::move(element).get(source) == simdjson::SUCCESS && read(source, list.emplace_back());
+    }
+
+    bool readElement(simdjson::simdjson_result<ondemand::field> field, Dictionary& dictionary) {
+        std::string_view key;
+        ondemand::value source;
+        if (field.unescaped_key().get(key) != simdjson::SUCCESS) return false;
+        if (field.value().get(source) != simdjson::SUCCESS) return false;
+        return read(source, dictionary.insert_or_assign(std::string(key), Value()).first->second);
+    }
+
     bool read(ondemand::value& source, Value& value) {
         ondemand::json_type type{};
         if (source.type().get(type) != simdjson::SUCCESS) return false;
         switch (type) {
             case ondemand::json_type::array:
-                return readContainer<List>(source.get_array(), value);
+                value = List();
+                return open<OpenList>(source.get_array(), *value.list());
             case ondemand::json_type::object:
-                return readContainer<Dictionary>(source.get_object(), value);
+                value = Dictionary();
+                return open<OpenDictionary>(source.get_object(), *value.dictionary());
             case ondemand::json_type::number:
                 // What is no 64-bit integer is a double; simdjson refuses a number that overflows one.
                 return readScalar(source.get_int64(), value) || readScalar(source.get_double(), value);
@@ -58,6 +100,15 @@ class Reader {
                 return isNull(source.is_null());
         }
         return false;
+    }
+
+    template <typename OpenContainer, typename Source, typename Container>
+    bool open(simdjson::simdjson_result<Source> result, Container& container) {
+        Source source;
+        const auto depth = open_.size() - 1;  // without the brackets
+        if (depth == depthLimit_ || std::move(result).get(source) != simdjson::SUCCESS) return false;
+        open_.emplace_back(OpenContainer(source, container));
+        return true;
     }
 
     template <typename Scalar>
@@ -73,32 +124,8 @@ class Reader {
         return std::move(result).get(isNull) == simdjson::SUCCESS && isNull;
     }
 
-    template <typename Container, typename Source>
-    bool readContainer(simdjson::simdjson_result<Source> result, Value& value) {
-        Source source;
-        if (depth_ == depthLimit_ || std::move(result).get(source) != simdjson::SUCCESS) return false;
-        ++depth_;
-        Container container;
-        if (!read(source, container)) return false;
-        --depth_;
-        value = Value(std::move(container));
-        return true;
-    }
-
-    bool read(ondemand::object object, Dictionary& dictionary) {
-        for (auto field : object) {
-            std::string_view key;
-            if (field.unescaped_key().get(key) != simdjson::SUCCESS) return false;
-            auto& value = dictionary[std::string(key)];
-            value = Value();  // the key may have stood before
-            ondemand::value source;
-            if (field.value().get(source) != simdjson::SUCCESS || !read(source, value)) return false;
-        }
-        return true;
-    }
-
     std::size_t depthLimit_;
-    std::size_t depth_ = 0;
+    std::vector<std::variant<OpenList, OpenDictionary>> open_;  // the innermost is the last
 };
 
 /// Appends values to a text.

@@ -13,7 +13,8 @@ class QueueState;
 /// Inside it a put is visible to every thread at once but not yet on disk, and a popped record is gone for every reader
 /// but not yet consumed on disk. When the outermost scope ends, by return or by exception, every touched map is
 /// committed once, in the order of the last put; then the folder is synced; only then is the consumption of queue
-/// records made durable. So a crash at any point neither loses a record nor brings it twice.
+/// records made durable. So a crash at any point loses no record; one between the last two steps leaves a record both
+/// in its map and in its queue, and whoever moves records looks into the map first.
 ///
 /// When a commit fails, the records popped in the scope stay unconsumed on disk until the maps of the scope are
 /// written, by a later put or `save`. Scopes nest; the outermost counts. A put outside any scope is a scope of its own.

@@ -6,9 +6,10 @@ import sys
 import boundaries
 import contents
 import links
+import selector_table
 import wording
 
-CHECKS = [boundaries, contents, wording, links]
+CHECKS = [boundaries, contents, selector_table, wording, links]
 
 
 def main():

@@ -20,7 +20,7 @@ def check(root):
         return [f"{CHIEF_HEADER} is missing"]
     lines = header.read_text(encoding="utf-8").splitlines()
     listed = _contents_list(lines)
-    operations, variables = _declarations(lines)
+    operations, variables = declarations(lines)
     if not listed or not operations:
         return [f"{CHIEF_HEADER} has no contents list or no operations"]
 
@@ -47,43 +47,38 @@ def _contents_list(lines):
     return files
 
 
-def _declarations(lines):
+def declarations(lines, public_only=False):
     """Operations and process-wide variables, each with the file that the heading above it names."""
     operations, variables = {}, {}
-    start = next(i for i, line in enumerate(lines) if line.startswith("namespace"))
-    heading = None
-    in_class = False
-    declarations = []
-    for line in lines[start:]:
-        if re.match(rf"class {CLASS}\b.*{{", line):
-            in_class = True
-        elif line.startswith("};"):
-            in_class = False
-        stripped = line.strip()
-        if stripped.startswith("//") and not stripped.startswith("///") and (match := _FILE.search(stripped)):
-            heading = match.group()
-        declarations.append((heading, in_class, line))
-    for file, inside, text in _grouped(declarations):
+    for file, in_class, access, text in _stretches(lines):
         code = code_only(text)
-        if inside:
-            for statement in re.findall(r"[^;{}]*[;{]", code):
-                name = _declared_operation(statement)
-                if name and file:
-                    operations[name] = file
-        else:
-            for match in _VARIABLE.finditer(code):
-                variables[match.group(1)] = file
+        if not in_class:
+            variables.update((match.group(1), file) for match in _VARIABLE.finditer(code))
+        elif file and (access == "public" or not public_only):
+            names = map(_declared_operation, re.findall(r"[^;{}]*[;{]", code))
+            operations.update((name, file) for name in names if name)
     return operations, variables
 
 
-def _grouped(declarations):
-    groups = []
-    for file, inside, line in declarations:
-        if groups and groups[-1][:2] == [file, inside]:
-            groups[-1][2] += line + "\n"
-        else:
-            groups.append([file, inside, line + "\n"])
-    return groups
+def _stretches(lines):
+    """The header from its namespace on, cut wherever heading, class or access changes."""
+    stretches = []
+    heading, in_class, access = None, False, "public"
+    for line in lines[next(i for i, line in enumerate(lines) if line.startswith("namespace")) :]:
+        stripped = line.strip()
+        if re.match(rf"class {CLASS}\b.*{{", line):
+            in_class, access = True, "private"
+        elif line.startswith("};"):
+            in_class = False
+        elif stripped in ("public:", "private:"):
+            access = stripped[:-1]
+        elif stripped.startswith("//") and not stripped.startswith("///") and (match := _FILE.search(stripped)):
+            heading = match.group()
+        state = (heading, in_class, access)
+        if not stretches or stretches[-1][0] != state:
+            stretches.append((state, []))
+        stretches[-1][1].append(line + "\n")
+    return [(*state, "".join(text)) for state, text in stretches]
 
 
 def _declared_operation(statement):

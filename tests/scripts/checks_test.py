@@ -12,6 +12,7 @@ sys.path.insert(0, str(SCRIPTS / "checks"))
 import boundaries  # noqa: E402
 import contents  # noqa: E402
 import links  # noqa: E402
+import selector_table  # noqa: E402
 import wording  # noqa: E402
 
 
@@ -97,7 +98,11 @@ class BoundariesTest(TreeTest):
         for header in ["fmt/format.h", "zlib.h", "simdjson.h", "curl/curl.h"]:
             with self.subTest(header=header):
                 found = self.findings("harvelstone/platform/X.hpp", f"#pragma once\n#include <{header}>\n")
-                self.assertEqual(found, [f"harvelstone/platform/X.hpp:2: <{header}> belongs into a source file: headers include the standard library alone"])
+                self.assertEqual(found, [f"harvelstone/platform/X.hpp:2: <{header}> belongs into a source file: headers include no other library"])
+
+    def test_only_platform_headers_may_hold_types_of_the_system(self):
+        self.assertEqual(self.findings("harvelstone/platform/X.hpp", "#include <signal.h>\n"), [])
+        self.assertEqual(len(self.findings("harvelstone/services/X.hpp", "#include <signal.h>\n")), 1)
 
     def test_other_libraries_in_a_source_file_are_fine(self):
         self.assertEqual(self.findings("harvelstone/services/x.cpp", "#include <fmt/format.h>\n#include <zlib.h>\n"), [])
@@ -220,6 +225,38 @@ class ContentsTest(TreeTest):
         self.assertEqual(len(self.findings()), 1)
 
 
+TABLE = """\
+| selector | method | source file |
+|---|---|---|
+| `sharedInstance` | `sharedInstance()` | `document/registry.cpp` |
+| `setCampaign:name:` | `setCampaign(type, name)` | `document/registry.cpp` |
+| `sendDocument` | `sendDocument()` | `transmit/send_loop.cpp` |
+"""
+
+
+class SelectorTableTest(TreeTest):
+    def findings(self, table):
+        self.write("harvelstone/document/DocumentManager.hpp", HEADER)
+        self.write("docs/design.md", table)
+        return selector_table.check(self.root)
+
+    def test_a_table_that_agrees_is_fine(self):
+        self.assertEqual(self.findings(TABLE), [])
+
+    def test_a_missing_row_is_found(self):
+        self.assertEqual(self.findings(TABLE[: TABLE.index("| `sendDocument")]), ["docs/design.md: sendDocument has no row"])
+
+    def test_another_file_than_the_headers_is_found(self):
+        self.assertEqual(len(self.findings(TABLE.replace("transmit/send_loop", "document/registry"))), 1)
+
+    def test_a_method_that_the_rule_does_not_make_is_found(self):
+        self.assertEqual(len(self.findings(TABLE.replace("`setCampaign:name:`", "`setCampaign:`"))), 1)
+
+    def test_a_missing_page_is_found(self):
+        self.write("harvelstone/document/DocumentManager.hpp", HEADER)
+        self.assertEqual(selector_table.check(self.root), ["docs/design.md is missing"])
+
+
 # Put together here, so that this file itself passes.
 BANNED = ["sp" + "ec", "The SP" + "ECIFICATION", "sp" + "ecs", "Pa" + "rt 4.2", "shar" + "ed/sp" + "ec.md"]
 
@@ -269,6 +306,7 @@ class CommandTest(TreeTest):
         self.write("harvelstone/document/process_state.cpp", STATE)
         self.write("harvelstone/document/registry.cpp", REGISTRY)
         self.write("harvelstone/transmit/send_loop.cpp", SENDING)
+        self.write("docs/design.md", TABLE)
         return subprocess.run([sys.executable, "-B", str(SCRIPTS / "checks"), str(self.root)], capture_output=True, text=True)
 
     def test_it_succeeds_on_a_good_tree(self):

@@ -85,13 +85,11 @@ TEST_F(SendGates, AnInstallReferrerEndsTheHoldAtOnce) {
 }
 
 TEST_F(SendGates, ThirtySecondsFromTheStartAreHeld) {
-    // The manager was made a second ago, at 0.5 seconds past.
+    // The manager was made at 1479259200.5.
     ProfileManager::sharedInstance().putSessionBoolData(StaticValues::IS_INSTALL_REFERRER_SET(), false);
-    machine.clock->advance(29.4);
+    machine.clock->set(1'479'259'230.9);
     EXPECT_THAT(linesOfAPass(), ElementsAre(holdLine));
-    machine.clock->advance(0.1);
-    EXPECT_THAT(linesOfAPass(), ElementsAre(holdLine));
-    machine.clock->advance(0.5);
+    machine.clock->set(1'479'259'231);
     EXPECT_EQ(linesOfAPass().front(), holdOverLine);
 }
 
@@ -180,14 +178,17 @@ TEST_F(SendGates, ThePassStopsAtTheFirstOfAllGatesShut) {
     EXPECT_EQ(linesOfAPass().front(), "documetNameList : []");
 }
 
-TEST_F(SendGates, TheTargetIsReadAfterTheListAndBeforeTheDocument) {
-    // Changed while the list is on its way to the log, the target still counts; changed later, it does not.
+TEST_F(SendGates, ATargetThatChangesDuringThePassCountsForTheNext) {
     const auto files = recordFiles();
-    files->beforeRename = [] { SessionManager::sharedInstance().configure({{"targetUri", "http://later.test/"}}); };
+    files->beforeRename = [&files] {
+        files->beforeRename = nullptr;
+        SessionManager::sharedInstance().configure({{"targetUri", "http://later.test/"}});
+    };
+    send();
     send();
 
-    EXPECT_THAT(files->committed, Not(IsEmpty()));
-    EXPECT_EQ(machine.http->requests.back().request.url, target);
+    EXPECT_EQ(machine.http->requests[0].request.url, target);
+    EXPECT_EQ(machine.http->requests[1].request.url, "http://later.test/");
 }
 
 TEST_F(SendGates, AnEmptySessionIsNoticedBeforeItsAge) {

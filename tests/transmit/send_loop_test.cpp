@@ -1,0 +1,406 @@
+// How documents are sent again, given up and retired.
+
+#include "tests/transmit/SendingTest.hpp"
+
+namespace harvelstone::testing {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+
+constexpr const char* trafficLine =
+    "DEBUG_HARVELSTONE_SENDDOCUMENT_LIMIT_TRAFFIC : This Service exceeded analytic traffic limit. Your request is "
+    "skipped.";
+constexpr const char* skipLine = "DEBUG_HARVELSTONE_SENDDOCUMENT skip by documentNameList size is zero. ";
+constexpr const char* exceptionLine = "DEBUG_HARVELSTONE_JSON : an Exception occurred.";
+constexpr double hour = 3600;
+
+class SendLoop : public SendingTest {
+  protected:
+    static std::uint64_t retiredAs(Fate fate) { return fateCounts()[fate]; }
+    static std::string expiredLine(const std::string& id) {
+        return "DEBUG_HARVELSTONE_JSON : this document life time is over. " + id;
+    }
+    static void exceedTraffic() { Tracker::sharedInstance().FLAG_OF_TrafficLimitExceeded = true; }
+    /// The next commit of a map finds the pending list empty.
+    void emptyListDuringThePass() {
+        const auto files = recordFiles();
+        files->beforeRename = [files = files.get()] {
+            files->beforeRename = nullptr;
+            documetNameList->store(DocumentNames());
+        };
+    }
+};
+
+// ---- Attempts ----
+
+TEST_F(SendLoop, ADocumentIsSentThreeTimesAndRetiredAtTheFourthPass) {
+    const auto id = headId();
+    addNewVisit();
+    for (int attempt = 1; attempt <= 3; ++attempt) {
+        attempt == 1 ? send() : repeat();
+        EXPECT_EQ(attempts(id), Value(attempt));
+        EXPECT_EQ(uploaded().at(StaticValues::RETRY_COUNT()), Value(attempt));
+        answer(R"({"retry":true})");
+    }
+    EXPECT_EQ(headId(), id);
+    const auto lines = linesOf([&] { repeat(); });
+
+    EXPECT_THAT(lines, Contains("DEBUG_HARVELSTONE_JSON : this document retry count is more than 3. " + id));
+    EXPECT_EQ(attempts(id), Value(4));
+    EXPECT_EQ(retiredAs(Fate::retriesExhausted), 1U);
+    EXPECT_NE(headId(), id);
+    EXPECT_EQ(sentCount(), 4U);  // the fourth is the next document's
+}
+
+TEST_F(SendLoop, TheLineSaysThreeWhateverTheLimit) {
+    const auto id = headId();
+    MAX_RETRY_COUNT_FOR_SENDDOCUMENT = 1;
+    send();
+
+    EXPECT_THAT(linesOfAPass(), Contains("DEBUG_HARVELSTONE_JSON : this document retry count is more than 3. " + id));
+    EXPECT_EQ(sentCount(), 1U);
+}
+
+TEST_F(SendLoop, AHigherLimitGivesMoreAttempts) {
+    MAX_RETRY_COUNT_FOR_SENDDOCUMENT = 5;
+    for (int attempt = 0; attempt < 5; ++attempt) send();
+    EXPECT_EQ(sentCount(), 5U);
+    send();
+    EXPECT_EQ(retiredAs(Fate::retriesExhausted), 1U);
+}
+
+TEST_F(SendLoop, TheHighestCountIsNotRaised) {
+    const auto id = headId();
+    constexpr auto highest = std::numeric_limits<std::int64_t>::max();
+    document(id)->putInt(StaticValues::RETRY_COUNT(), highest);
+    send();
+
+    EXPECT_EQ(attempts(id), Value(highest));
+    EXPECT_EQ(retiredAs(Fate::retriesExhausted), 1U);
+}
+
+TEST_F(SendLoop, ACountThatIsNoNumberReadsZero) {
+    const auto id = headId();
+    document(id)->putString(StaticValues::RETRY_COUNT(), "three");
+    send();
+
+    EXPECT_EQ(attempts(id), Value(1));
+    EXPECT_EQ(sentCount(), 1U);
+}
+
+// ---- Life time ----
+
+TEST_F(SendLoop, ADocumentOfExactlyTheLongestLifeIsStillSent) {
+    const auto created = section(*head(), TrackType::TYPE_SESSION()).at(StaticValues::CREATE_TIME()).doubleValue();
+    BSConfig::sharedInstance().setMaxDataLifeTime(2);
+    machine.clock->set(created + 2 * hour);
+    send();
+
+    EXPECT_EQ(sentCount(), 1U);
+}
+
+TEST_F(SendLoop, AnOlderDocumentIsRetired) {
+    const auto id = headId();
+    const auto created = section(*head(), TrackType::TYPE_SESSION()).at(StaticValues::CREATE_TIME()).doubleValue();
+    BSConfig::sharedInstance().setMaxDataLifeTime(2);
+    machine.clock->set(created + 2 * hour + 0.25);
+    const auto listBefore = listLine();
+    const auto lines = linesOfAPass();
+
+    ASSERT_THAT(lines, SizeIs(6));
+    EXPECT_EQ(lines[0], listBefore);
+    EXPECT_EQ(lines[1], idLine(id));
+    EXPECT_EQ(lines[2], expiredLine(id));
+    EXPECT_EQ(lines[3], "DEBUG_HARVELSTONE_CONFIG : documentID --> " + headId() + " ");
+    EXPECT_EQ(retiredAs(Fate::expired), 1U);
+    EXPECT_EQ(sentCount(), 0U);
+}
+
+TEST_F(SendLoop, ADocumentWithoutACreationTimeHasExpired) {
+    const auto id = headId();
+    auto session = section(*head(), TrackType::TYPE_SESSION());
+    session.erase(StaticValues::CREATE_TIME());
+    head()->putDictionary(TrackType::TYPE_SESSION().typeValue(), session);
+
+    EXPECT_THAT(linesOfAPass(), Contains(expiredLine(id)));
+}
+
+// ---- The session section ----
+
+TEST_F(SendLoop, ADocumentWithoutASessionIsRetiredWithoutALine) {
+    const auto id = headId();
+    const auto next = addNewVisit();
+    documetNameList->store(DocumentNames({"gone", next}));
+    const auto lines = linesOfAPass();
+
+    EXPECT_EQ(lines[1], idLine("gone"));
+    EXPECT_EQ(lines[2], listLine());
+    EXPECT_EQ(lines[3], idLine(next));
+    EXPECT_EQ(retiredAs(Fate::sessionMissing), 1U);
+    EXPECT_EQ(sentCount(), 1U);
+}
+
+TEST_F(SendLoop, ASessionThatIsNoDictionaryIsNone) {
+    head()->putString(TrackType::TYPE_SESSION().typeValue(), "broken");
+    send();
+
+    EXPECT_EQ(retiredAs(Fate::sessionMissing), 1U);
+}
+
+TEST_F(SendLoop, AnEmptySessionBlocksTheHeadOfTheList) {
+    const auto id = headId();
+    const auto next = addNewVisit();
+    head()->putDictionary(TrackType::TYPE_SESSION().typeValue(), {});
+    send();
+    send();
+
+    EXPECT_THAT(pendingIds(), ElementsAre(id, next));
+    EXPECT_EQ(sentCount(), 0U);
+    EXPECT_FALSE(attempts(id));
+}
+
+// ---- Nothing to report ----
+
+TEST_F(SendLoop, AContinuedVisitWithNothingToReportIsRetiredUnsent) {
+    const auto id = headId();
+    makeHeadContinued();
+    const auto listBefore = listLine();
+    const auto lines = linesOfAPass();
+
+    ASSERT_THAT(lines, SizeIs(7));
+    EXPECT_EQ(lines[0], listBefore);
+    EXPECT_EQ(lines[1], idLine(id));
+    EXPECT_EQ(lines[2], "DEBUG_HARVELSTONE_sendAsynchronousRequest : this page doesn't have the conversion data.");
+    EXPECT_EQ(lines[3], "DEBUG_HARVELSTONE_LOG : nextSendDocument Enter.");
+    EXPECT_EQ(retiredAs(Fate::noConversionData), 1U);
+    EXPECT_EQ(sentCount(), 0U);
+}
+
+TEST_F(SendLoop, ANewVisitWithNothingToReportIsSent) {
+    send();
+    EXPECT_EQ(sentCount(), 1U);
+}
+
+TEST_F(SendLoop, AnyKindOfRecordIsSomethingToReport) {
+    const Dictionary record{{"a", 1}, {"b", 2}, {"c", 3}, {"d", 4}, {"e", 5}};
+    std::vector<std::string> ids;
+    for (const auto* prefix :
+         {&StaticValues::GOAL_FILE_PREFIX(), &StaticValues::PAGES_FILE_PREFIX(), &StaticValues::CLICK_FILE_PREFIX(),
+          &StaticValues::REVENUE_FILE_PREFIX(), &StaticValues::PUSH_FILE_PREFIX()}) {
+        ids.push_back(addContinuedVisit());
+        queueFor(ids.back(), *prefix, record);
+    }
+    documetNameList->store(DocumentNames(ids));
+    send();
+    for (std::size_t i = 0; i < ids.size(); ++i) answer("{}");
+
+    EXPECT_EQ(retiredAs(Fate::sent), 5U);
+    EXPECT_EQ(fateCounts().retired(), 5U);
+}
+
+TEST_F(SendLoop, EventsAndCampaignsAreNothingToReport) {
+    makeHeadContinued();
+    manager().setEvent("t", "n", "v");
+    manager().setCampaign("t", "n", "v", "r");
+    send();
+
+    EXPECT_EQ(retiredAs(Fate::noConversionData), 1U);
+}
+
+// ---- Traffic limit ----
+
+TEST_F(SendLoop, WithTheTrafficLimitEveryDocumentIsRetiredUnsent) {
+    const auto first = headId();
+    const auto second = addNewVisit();
+    exceedTraffic();
+    const auto lines = linesOfAPass();
+
+    EXPECT_EQ(retiredAs(Fate::trafficLimit), 2U);
+    EXPECT_EQ(sentCount(), 0U);
+    ASSERT_THAT(pendingIds(), SizeIs(1));
+    EXPECT_THAT(pendingIds(), Not(Contains(first)));
+    EXPECT_THAT(pendingIds(), Not(Contains(second)));
+    EXPECT_EQ((*currentDocument->load())->name(), headId());
+    EXPECT_EQ(lines[2], trafficLine);
+    EXPECT_EQ(lines[4], idLine(second));
+    EXPECT_EQ(lines[5], trafficLine);
+    EXPECT_THAT(lines, Not(Contains(skipLine)));
+}
+
+TEST_F(SendLoop, AListEmptiedDuringThePassGetsANewDocumentAtTheTrafficLimit) {
+    exceedTraffic();
+    emptyListDuringThePass();
+    const auto lines = linesOfAPass();
+
+    EXPECT_EQ(lines[2], trafficLine);
+    EXPECT_EQ(lines.back(), skipLine);
+    EXPECT_THAT(pendingIds(), SizeIs(1));
+    EXPECT_EQ((*currentDocument->load())->name(), headId());
+    EXPECT_EQ(fateCounts().retired(), 0U);
+}
+
+// ---- Retiring ----
+
+TEST_F(SendLoop, RetiringTakesTheOldestFromMemoryStoreAndDisk) {
+    const auto first = headId();
+    const auto second = addNewVisit();
+    manager().nextSendDocument();
+
+    EXPECT_THAT(pendingIds(), ElementsAre(second));
+    EXPECT_THAT(storedIds(), ElementsAre(second));
+    EXPECT_THAT(idsOnDisk(machine), ElementsAre(second));
+    EXPECT_EQ(retiredAs(Fate::sent), 1U);
+}
+
+TEST_F(SendLoop, RetiringGoesOnWithTheNextAtOnce) {
+    const auto second = addNewVisit();
+    const auto lines = linesOf([&] { manager().nextSendDocument(); });
+
+    EXPECT_EQ(lines[0], listLine());
+    EXPECT_EQ(lines[1], idLine(second));
+    EXPECT_EQ(sentCount(), 1U);
+}
+
+TEST_F(SendLoop, RetiringTheLastCreatesADocumentAndStartsNoPass) {
+    const auto last = headId();
+    const auto lines = linesOf([&] { manager().nextSendDocument(); });
+
+    ASSERT_THAT(pendingIds(), SizeIs(1));
+    EXPECT_NE(headId(), last);
+    EXPECT_EQ((*currentDocument->load())->name(), headId());
+    EXPECT_THAT(lines, SizeIs(3));  // the creation's
+    EXPECT_EQ(sentCount(), 0U);
+    EXPECT_THAT(idsOnDisk(machine), ElementsAre(headId()));
+}
+
+TEST_F(SendLoop, RetiringFromAnEmptyListIsLogged) {
+    documetNameList->store(DocumentNames());
+
+    EXPECT_THAT(
+        linesOf([&] { manager().nextSendDocument(); }),
+        ElementsAre("DEBUG_HARVELSTONE_sendAsynchronousRequest : nextSendDocument->documentNamelist.size == 0  "));
+    EXPECT_THAT(pendingIds(), IsEmpty());
+    EXPECT_EQ(fateCounts().retired(), 0U);
+    EXPECT_EQ(removalsUnderWay(), 0U);
+}
+
+TEST_F(SendLoop, ARetiredDocumentsFilesAreRemovedASecondLaterOnTheMainQueue) {
+    const auto id = headId();
+    manager().nextSendDocument();
+    EXPECT_THAT(machine.mainQueue->pendingDelays(), ElementsAre(1.0));
+    EXPECT_EQ(removalsUnderWay(), 1U);
+    machine.mainQueue->advance(0.999);
+    EXPECT_TRUE(machine.fileSystem->exists(storedFilePath(id)));
+
+    machine.mainQueue->advance(0.001);
+    EXPECT_FALSE(machine.fileSystem->exists(storedFilePath(id)));
+    EXPECT_EQ(removalsUnderWay(), 0U);
+}
+
+TEST_F(SendLoop, TheObserverIsToldOfEachFate) {
+    const auto first = headId();
+    const auto second = addNewVisit();
+    expire(first);
+    std::vector<std::pair<std::string, Fate>> told;
+    setFateObserver([&told](const std::string& id, Fate fate) { told.emplace_back(id, fate); });
+    send();
+    answer("{}");
+
+    EXPECT_THAT(told, ElementsAre(std::pair(first, Fate::expired), std::pair(second, Fate::sent)));
+}
+
+// ---- A run of retirements ----
+
+TEST_F(SendLoop, ARunOfDeadDocumentsEndsWithTheFirstLivingOne) {
+    expire(headId());
+    for (int i = 0; i < 3; ++i) expire(addNewVisit());
+    const auto living = addNewVisit();
+    send();
+
+    EXPECT_EQ(retiredAs(Fate::expired), 4U);
+    EXPECT_THAT(pendingIds(), ElementsAre(living));
+    EXPECT_EQ(sentCount(), 1U);
+    EXPECT_EQ(removalsUnderWay(), 4U);
+}
+
+TEST_F(SendLoop, ARunStoresTheListOnceAndBeforeItsUploadStarts) {
+    expire(headId());
+    for (int i = 0; i < 20; ++i) expire(addNewVisit());
+    const auto living = addNewVisit();
+    const auto files = recordFiles();
+    machine.http->onStart = [&] { EXPECT_THAT(idsOnDisk(machine), ElementsAre(living)); };
+    send();
+
+    EXPECT_EQ(sentCount(), 1U);
+    EXPECT_EQ(std::ranges::count(files->committed, storedFilePath(StaticValues::DOCUMENT_DB_NAME())), 1);
+}
+
+TEST_F(SendLoop, ARunThatAGateEndsHasStoredTheList) {
+    expire(headId());
+    const auto living = addNewVisit();
+    setFateObserver([&](const std::string&, Fate) { machine.device->connected = false; });
+    send();
+
+    EXPECT_THAT(idsOnDisk(machine), ElementsAre(living));
+    EXPECT_EQ(sentCount(), 0U);
+}
+
+TEST_F(SendLoop, ARunThatAnExceptionEndsHasStoredTheList) {
+    expire(headId());
+    const auto broken = addNewVisit();
+    queueFor(broken, StaticValues::PAGES_FILE_PREFIX(), {{"no", "date"}});
+    EXPECT_EQ(linesOfAPass().back(), exceptionLine);
+    EXPECT_THAT(idsOnDisk(machine), ElementsAre(broken));
+}
+
+TEST_F(SendLoop, ARunThatAnErrorOfAnotherKindEndsHasStoredTheList) {
+    expire(headId());
+    const auto next = addNewVisit();
+    setFateObserver([&](const std::string&, Fate) { breakClock(); });
+
+    EXPECT_THROW(send(), std::runtime_error);
+    EXPECT_THAT(idsOnDisk(machine), ElementsAre(next));
+}
+
+// ---- Exceptions ----
+
+TEST_F(SendLoop, AnExceptionInThePassIsLoggedAndTheDocumentStays) {
+    const auto id = headId();
+    queue(StaticValues::PAGES_FILE_PREFIX(), {{"no", "date"}});
+
+    EXPECT_THAT(linesOfAPass(), ElementsAre(listLine(), idLine(id), exceptionLine));
+    EXPECT_THAT(pendingIds(), ElementsAre(id));
+    EXPECT_EQ(sentCount(), 0U);
+}
+
+TEST_F(SendLoop, AnExceptionWhileTheListRefillsIsLogged) {
+    SessionManager::sharedInstance().configure({{"ak", nullptr}});
+    EXPECT_EQ(linesOf([&] { manager().nextSendDocument(); }).back(), exceptionLine);
+    EXPECT_THAT(idsOnDisk(machine), IsEmpty());
+
+    SessionManager::sharedInstance().configure({{"ak", "shop"}});
+    send();
+    EXPECT_THAT(pendingIds(), SizeIs(1));
+}
+
+TEST_F(SendLoop, AnErrorOfAnotherKindPassesOnToTheCaller) {
+    breakClock();
+    EXPECT_THROW(send(), std::runtime_error);
+    EXPECT_THAT(pendingIds(), SizeIs(1));
+}
+
+TEST_F(SendLoop, TwoPassesSendTheHeadTwice) {
+    send();
+    send();
+
+    EXPECT_EQ(sentCount(), 2U);
+    EXPECT_EQ(machine.http->requests[0].document().dictionary()->at("session"),
+              machine.http->requests[1].document().dictionary()->at("session"));
+}
+
+}  // namespace
+}  // namespace harvelstone::testing
