@@ -14,7 +14,7 @@ namespace harvelstone::tools {
 
 /// What a run of the demo left behind, on both sides of the wire.
 struct DemoRecord {
-    std::vector<std::string> created;   ///< document ids, oldest first
+    std::vector<std::string> created;   ///< document ids, oldest first; those that an earlier run left as well
     std::vector<std::string> pending;   ///< those that still wait
     std::vector<Upload> uploads;        ///< as the app announced them
     std::map<std::string, Fate> fates;  ///< of the documents that left the list

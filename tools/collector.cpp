@@ -115,6 +115,8 @@ class Collector::Server final : public httplib::Server {
     }
 
     void listen() {
+        // The library lets five connections wait, which a crowd of clients overruns; a second call widens that.
+        ::listen(svr_sock_, SOMAXCONN);
         thread_ = std::thread([this] { listen_after_bind(); });
         // A stop that comes before the library has begun to accept would be lost.
         while (!is_running()) std::this_thread::yield();

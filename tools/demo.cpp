@@ -3,6 +3,7 @@
 
 #include "tools/demo.hpp"
 
+#include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
 #include <iostream>
@@ -79,6 +80,7 @@ class DemoBooks {
     DemoRecord finish(const UploadLedger& ledger) {
         const std::lock_guard lock(mutex_);
         record_.created = ledger.createdDocuments();
+        addDocumentsOfEarlierRuns();
         record_.uploads = ledger.uploads();
         if (const auto names = documetNameList->load()) {
             for (std::size_t i = 0; i < names->size(); ++i) record_.pending.push_back(names->at(i));
@@ -87,6 +89,14 @@ class DemoBooks {
     }
 
   private:
+    /// A Documents folder that was used before may have brought documents along.
+    void addDocumentsOfEarlierRuns() {
+        auto& created = record_.created;
+        for (const auto& [id, fate] : record_.fates) {
+            if (std::find(created.begin(), created.end(), id) == created.end()) created.insert(created.begin(), id);
+        }
+    }
+
     std::mutex mutex_;
     DocumentStore& store_;
     DemoRecord record_;

@@ -36,8 +36,8 @@ Reply replyFrom(const Dictionary& object) {
                 throw WrongUse("\"delay\" must be a number of seconds from 0 to 3600");
             }
             reply.delay = platform::Seconds(value.doubleValue());
-        } else if (name == "close") {
-            if (!value.isBoolean()) throw WrongUse("\"close\" must be true or false");
+        } else if (name == "close" || name == "close-without-answer") {
+            if (!value.isBoolean()) throw WrongUse(fmt::format("\"{}\" must be true or false", name));
             reply.closesWithoutAnswer = *value.boolean();
         } else {
             throw WrongUse(fmt::format("\"{}\" is no member of a reply", name));

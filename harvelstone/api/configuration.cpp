@@ -1,12 +1,8 @@
 // Applying the host's options: the machine's parts are fixed by the first call, the settings go to the services.
 // Runs on the host's thread.
 
-#include <mutex>
-
 #include "harvelstone/api/Analytics.hpp"
 #include "harvelstone/platform/HostRunLoop.hpp"
-#include "harvelstone/platform/NeverDestroyed.hpp"
-#include "harvelstone/services/BSDebugger.hpp"
 #include "harvelstone/services/HarvelstoneCore.hpp"
 #include "harvelstone/services/ProfileManager.hpp"
 #include "harvelstone/services/SessionManager.hpp"
@@ -122,20 +118,20 @@ void applySettings(const AnalyticsOptions& options) {
         SessionManager::sharedInstance().setVisitTimeout(static_cast<double>(options.visitTimeout->count()));
 }
 
-constinit platform::NeverDestroyed<std::mutex> configureMutex;
-constinit bool isMachineInstalled = false;
+/// Fixes the machine's parts, unless they are in use already and the host asks for none.
+void installMachine(const AnalyticsOptions& options) {
+    try {
+        platform::Platform::install(machineFor(options));
+    } catch (const platform::InvalidArgumentException&) {
+        if (setsMachine(options)) throw;
+    }
+}
 
 }  // namespace
 
 void Analytics::configure(const AnalyticsOptions& options) {
     check(options);
-    {
-        const std::lock_guard lock(*configureMutex);
-        if (!isMachineInstalled || setsMachine(options)) {
-            platform::Platform::install(machineFor(options));
-            isMachineInstalled = true;
-        }
-    }
+    installMachine(options);
     applySettings(options);
 }
 

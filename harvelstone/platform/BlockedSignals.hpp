@@ -14,7 +14,7 @@ class BlockedSignals {
     BlockedSignals& operator=(const BlockedSignals&) = delete;
 
   private:
-    sigset_t before_;
+    sigset_t before_{};
 };
 
 /// Keeps SIGPIPE, which a library may raise by writing to a closed connection, from ending the host: one that comes to
@@ -27,7 +27,7 @@ class BlockedBrokenPipe {
     BlockedBrokenPipe& operator=(const BlockedBrokenPipe&) = delete;
 
   private:
-    sigset_t before_;
+    sigset_t before_{};
     bool wasPending_;
 };
 

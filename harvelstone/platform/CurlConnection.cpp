@@ -189,7 +189,7 @@ class CurlConnection::Transfer {
         set(CURLOPT_ERRORBUFFER, errorText_.data());
     }
 
-    CURLcode drive();
+    CURLcode drive() const;
 
     Handles& handles_;
     const HttpRequest& request_;
@@ -200,7 +200,7 @@ class CurlConnection::Transfer {
 };
 
 /// Moves the transfer on until it ends. Does not return if the process exits meanwhile.
-CURLcode CurlConnection::Transfer::drive() {
+CURLcode CurlConnection::Transfer::drive() const {
     constexpr int pauseMilliseconds = 1000;
     auto* multi = handles_.multi.get();
     ExitGuard guard([multi] { curl_multi_wakeup(multi); });
@@ -225,10 +225,8 @@ HttpOutcome CurlConnection::Transfer::run() {
     long version = 0;
     curl_easy_getinfo(handles_.easy.get(), CURLINFO_HTTP_VERSION, &version);
     handles_.keepsOldVersion = version == CURL_HTTP_VERSION_1_0;
-    // A server that answers and hangs up before it has read the whole body has answered all the same.
-    const bool isAnswer = result == CURLE_OK || (result == CURLE_SEND_ERROR && exchange_.isAnswered());
     if (exchange_.failure()) return failed(exchange_.takeResponse(), *exchange_.failure());
-    if (isAnswer) return {exchange_.takeResponse(), exchange_.takeReply(), std::nullopt};
+    if (result == CURLE_OK) return {exchange_.takeResponse(), exchange_.takeReply(), std::nullopt};
     const std::string_view details(errorText_.data());
     return failed(exchange_.takeResponse(), details.empty() ? curl_easy_strerror(result) : std::string(details));
 }

@@ -12,8 +12,6 @@
 namespace harvelstone::platform {
 namespace {
 
-constexpr std::string_view contentLength = "Content-Length";
-
 std::string_view trimmed(std::string_view text) {
     constexpr std::string_view blanks = " \t\r\n";
     const auto first = text.find_first_not_of(blanks);
@@ -37,12 +35,6 @@ int statusIn(std::string_view statusLine) {
     return static_cast<int>(wholeNumber(statusLine.substr(blank + 1, 3)).value_or(0));
 }
 
-const HttpHeader* findHeader(const std::vector<HttpHeader>& headers, std::string_view name) {
-    const auto found = std::find_if(headers.begin(), headers.end(),
-                                    [name](const HttpHeader& header) { return isHeaderNamed(header, name); });
-    return found == headers.end() ? nullptr : &*found;
-}
-
 }  // namespace
 
 bool isHeaderNamed(const HttpHeader& header, std::string_view name) {
@@ -50,8 +42,9 @@ bool isHeaderNamed(const HttpHeader& header, std::string_view name) {
 }
 
 std::optional<std::int64_t> declaredLength(const HttpRequest& request) {
-    const auto* header = findHeader(request.headers, contentLength);
-    if (!header) return std::nullopt;
+    const auto header = std::find_if(request.headers.begin(), request.headers.end(),
+                                     [](const HttpHeader& each) { return isHeaderNamed(each, "Content-Length"); });
+    if (header == request.headers.end()) return std::nullopt;
     const auto length = wholeNumber(header->value);
     if (!length) throw InvalidArgumentException(fmt::format("Content-Length \"{}\" is no length", header->value));
     return length;
@@ -114,11 +107,6 @@ bool HttpExchange::takeData(std::string_view bytes) noexcept {
             reply_.append(bytes);
         }
     });
-}
-
-bool HttpExchange::isAnswered() const {
-    const auto* header = findHeader(response_.headers, contentLength);
-    return response_.status >= 200 && header && wholeNumber(header->value) == static_cast<std::int64_t>(reply_.size());
 }
 
 }  // namespace harvelstone::platform

@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "harvelstone/platform/CurlHttpClient.hpp"
 #include "harvelstone/platform/HttpClient.hpp"
@@ -38,8 +39,6 @@ class HttpExchange {
 
     /// Why it was given up; absent when it was not.
     const std::optional<std::string>& failure() const { return failure_; }
-    /// Whether a final answer has come as long as it announced itself to be.
-    bool isAnswered() const;
     HttpResponse takeResponse() { return std::move(response_); }
     std::string takeReply() { return std::move(reply_); }
 

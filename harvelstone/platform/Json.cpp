@@ -68,7 +68,7 @@ class Reader {
 
     bool readElement(simdjson::simdjson_result<ondemand::value> element, List& list) {
         ondemand::value source;
-        return std::move(element).get(source) == simdjson::SUCCESS && read(source, list.emplace_back());
+        return element.get(source) == simdjson::SUCCESS && read(source, list.emplace_back());
     }
 
     bool readElement(simdjson::simdjson_result<ondemand::field> field, Dictionary& dictionary) {

@@ -11,7 +11,7 @@ constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";
 /// What a first byte promises: how many bytes follow, and the range of the second one (it keeps out overlong forms,
 /// surrogates and everything above U+10FFFF).
 struct Lead {
-    std::size_t followers;
+    std::size_t followers = 0;
     unsigned char lowestSecond = 0x80;
     unsigned char highestSecond = 0xBF;
 };

@@ -18,11 +18,11 @@ struct FreeText {
 /// A URL taken apart.
 class ParsedUrl {
   public:
-    explicit ParsedUrl(const std::string& url) : handle_(curl_url()) {
-        // Other schemes are let in here, so that the refusal can name them.
-        status_ = handle_ ? curl_url_set(handle_.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME)
-                          : CURLUE_OUT_OF_MEMORY;
-    }
+    // Other schemes are let in here, so that the refusal can name them.
+    explicit ParsedUrl(const std::string& url)
+        : handle_(curl_url()),
+          status_(handle_ ? curl_url_set(handle_.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME)
+                          : CURLUE_OUT_OF_MEMORY) {}
 
     bool isParsed() const { return status_ == CURLUE_OK; }
     std::string whyNot() const { return curl_url_strerror(status_); }

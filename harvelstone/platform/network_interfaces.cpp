@@ -18,7 +18,7 @@ struct FreeAddresses {
 
 template <typename Address>
 Address addressOf(const sockaddr& address) {
-    Address copy;
+    Address copy{};
     std::memcpy(&copy, &address, sizeof copy);
     return copy;
 }

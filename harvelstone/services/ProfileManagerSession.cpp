@@ -90,7 +90,8 @@ bool ProfileManager::updateResponse(const Dictionary& reply) {
     storePermission(*store, afterReply(storedPermission(*store), reply, BSUtil::currentTimeMillis()));
 
     const auto limit = findValue(reply, trafficLimitMember);
-    if (limit && limit->isBoolean()) Tracker::sharedInstance().FLAG_OF_TrafficLimitExceeded = *limit->boolean();
+    if (limit && limit->isBoolean())
+        Tracker::sharedInstance().FLAG_OF_TrafficLimitExceeded = limit->integerValue() != 0;
     return findValue(reply, retryMember) == Value(true);
 }
 

@@ -19,7 +19,8 @@ constexpr std::string_view waitSecondsMember = "wait_seconds";
 
 bool booleanOr(const Dictionary& values, std::string_view key, bool otherwise) {
     const auto value = findValue(values, key);
-    return value && value->isBoolean() ? *value->boolean() : otherwise;
+    const auto* boolean = value ? value->boolean() : nullptr;
+    return boolean != nullptr ? *boolean : otherwise;
 }
 
 double number(const Dictionary& values, std::string_view key) {

@@ -25,6 +25,13 @@ std::string_view wording(SettingKind kind) {
     return {};
 }
 
+/// Null for an unknown name.
+const Setting* find(std::span<const Setting> table, std::string_view name) {
+    const auto found =
+        std::find_if(table.begin(), table.end(), [&](const Setting& setting) { return setting.name == name; });
+    return found == table.end() ? nullptr : &*found;
+}
+
 }  // namespace
 
 bool fits(SettingKind kind, const Value& value) {
@@ -41,11 +48,10 @@ bool fits(SettingKind kind, const Value& value) {
 
 void checkSettings(std::span<const Setting> table, const Dictionary& settings) {
     for (const auto& [name, value] : settings) {
-        const auto known =
-            std::find_if(table.begin(), table.end(), [&](const Setting& setting) { return setting.name == name; });
-        if (known == table.end()) throw InvalidArgumentException(fmt::format("there is no setting \"{}\"", name));
-        if (!value.isNull() && !fits(known->kind, value))
-            throw InvalidArgumentException(fmt::format("the setting \"{}\" must be {}", name, wording(known->kind)));
+        const auto* setting = find(table, name);
+        if (setting == nullptr) throw InvalidArgumentException(fmt::format("there is no setting \"{}\"", name));
+        if (!value.isNull() && !fits(setting->kind, value))
+            throw InvalidArgumentException(fmt::format("the setting \"{}\" must be {}", name, wording(setting->kind)));
     }
 }
 

@@ -83,6 +83,17 @@ TEST_F(Configure, ALaterCallChangesSettingsOnly) {
     EXPECT_EQ(config()->getTargetUri(), Value("https://collect.example.com/documents"));
 }
 
+TEST_F(Configure, SettingsMayComeAfterTheFirstUse) {
+    setenv("XDG_DOCUMENTS_DIR", documents.path().c_str(), /*overwrite=*/1);
+    Analytics::setConsent(true);  // takes the default machine into use
+    AnalyticsOptions later;
+    later.appVersion = "3.0";
+    Analytics::configure(later);
+
+    EXPECT_EQ(config()->getApVr(), Value("3.0"));
+    EXPECT_THAT(reasonOfConfigure(), HasSubstr("already"));
+}
+
 TEST_F(Configure, ASecondFolderIsRefused) {
     Analytics::configure(options);
     EXPECT_THAT(reasonOfConfigure(), HasSubstr("already"));

@@ -1,9 +1,10 @@
+#include <deque>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <thread>
+#include <mutex>
 
 #include "harvelstone/api/Analytics.hpp"
-#include "harvelstone/document/DocumentManager.hpp"
+#include "harvelstone/platform/WorkerThreads.hpp"
 #include "harvelstone/services/BSConfig.hpp"
 
 #include "tests/support/ServicesFixture.hpp"
@@ -16,34 +17,51 @@ using ::testing::Contains;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 
+using Answer = std::optional<std::string>;
+
+/// Answers each request on its own queue, in the order of a script; without a script no answer ever comes.
+class AnsweringHttpClient final : public platform::HttpClient {
+  public:
+    explicit AnsweringHttpClient(std::deque<Answer> answers) : answers_(std::move(answers)) {}
+
+    void sendAsynchronousRequest(platform::HttpRequest /*request*/, std::shared_ptr<platform::RunLoop> queue,
+                                 platform::HttpCompletion completionHandler) override {
+        const std::lock_guard lock(mutex_);
+        if (answers_.empty()) {
+            unanswered_.push_back(std::move(completionHandler));
+            return;
+        }
+        queue->post([answer = answers_.front(), completion = std::move(completionHandler)] {
+            completion({}, answer, answer ? std::nullopt : std::optional<platform::HttpError>({"no answer"}));
+        });
+        answers_.pop_front();
+    }
+
+  private:
+    std::mutex mutex_;
+    std::deque<Answer> answers_;
+    std::vector<platform::HttpCompletion> unanswered_;
+};
+
+/// The uploads run on real worker threads.
 struct Flush : ::testing::Test {
     testing::Machine machine;
 
-    Flush() { Analytics::installReferrer({}); }
-
-    /// Flushes with a server that gives these answers, in a thread of the test's own.
-    FlushReceipt flushWithAnswers(const std::vector<std::optional<std::string>>& answers) {
-        std::atomic<bool> done = false;
-        FlushReceipt receipt;
-        std::thread flushing([&] {
-            receipt = Analytics::flush(std::chrono::minutes(1));
-            done = true;
-        });
-        std::size_t answered = 0;
-        while (!done) {
-            if (answered < answers.size() && machine.http->requestCount() > answered) {
-                machine.http->answer(answered, answers[answered]);
-                ++answered;
-            }
-            std::this_thread::yield();
-        }
-        flushing.join();
-        return receipt;
+    Flush() {
+        platform::Platform::current().workers = std::make_shared<platform::WorkerThreads>();
+        Analytics::installReferrer({});
     }
+
+    static void serverAnswers(std::deque<Answer> answers) {
+        platform::Platform::current().httpClient = std::make_shared<AnsweringHttpClient>(std::move(answers));
+    }
+
+    static FlushReceipt flush() { return Analytics::flush(std::chrono::minutes(1)); }
 };
 
 TEST_F(Flush, CountsADocumentThatTheServerTook) {
-    const auto receipt = flushWithAnswers({"{}"});
+    serverAnswers({"{}"});
+    const auto receipt = flush();
 
     EXPECT_TRUE(receipt.complete);
     EXPECT_EQ(receipt.documentsSent, 1U);
@@ -51,19 +69,37 @@ TEST_F(Flush, CountsADocumentThatTheServerTook) {
     EXPECT_EQ(receipt.documentsStillStored, 1U);
 }
 
-TEST_F(Flush, SaysWhyADocumentWasDropped) {
+TEST_F(Flush, SaysThatADocumentWasTooOld) {
+    serverAnswers({"{}"});
     machine.clock->advance(BSConfig::sharedInstance().getMaxDataLifeTime() * 3600 + 1);
-    const auto expired = flushWithAnswers({});
-    EXPECT_THAT(expired.documentsDropped, Contains(Pair("expired", 1U)));
+    const auto receipt = flush();
 
-    Analytics::endVisit();
-    Analytics::startVisit();
-    const auto failed = flushWithAnswers({std::nullopt, std::nullopt});
-    EXPECT_THAT(failed.documentsDropped, Contains(Pair("transport_failed", 1U)));
-    EXPECT_EQ(failed.documentsSent, 0U);
+    EXPECT_THAT(receipt.documentsDropped, ::testing::ElementsAre(Pair("expired", 1U)));
+    EXPECT_EQ(receipt.documentsSent, 0U);
+}
+
+TEST_F(Flush, SaysThatATransportFailed) {
+    serverAnswers({std::nullopt});
+    const auto receipt = flush();
+
+    EXPECT_THAT(receipt.documentsDropped, Contains(Pair("transport_failed", 1U)));
+    EXPECT_EQ(receipt.documentsSent, 0U);
+}
+
+TEST_F(Flush, SendsWhatWaitsFromEarlierVisits) {
+    for (int visit = 0; visit < 3; ++visit) {
+        Analytics::endVisit();
+        machine.clock->advance(1);
+        Analytics::startVisit();
+        Analytics::click({{"button", visit}});
+    }
+    serverAnswers({"{}", "{}", "{}", "{}"});
+
+    EXPECT_EQ(flush().documentsSent, 4U);
 }
 
 TEST_F(Flush, ReturnsAtTheDeadlineWithTheUploadStillUnderWay) {
+    serverAnswers({});
     const auto receipt = Analytics::flush(milliseconds(0));
 
     EXPECT_FALSE(receipt.complete);

@@ -1,4 +1,5 @@
 #include <array>
+#include <set>
 #include <stdexcept>
 #include <thread>
 
@@ -162,7 +163,7 @@ TEST_F(Lifecycle, EveryCallGivesTheSameManagerAndOneDocument) {
 
 TEST_F(Lifecycle, ANestedCallFromInsideStartUpDoesNotWaitForItself) {
     const auto inner = platform::Platform::current().clock;
-    DocumentManager* nested = nullptr;
+    static DocumentManager* nested = nullptr;  // the manager that the outer call replaces stays reachable
     bool isFirstReading = true;
     platform::Platform::current().clock = std::make_shared<HookedClock>([&] {
         if (std::exchange(isFirstReading, false)) nested = &DocumentManager::sharedInstance();
@@ -217,6 +218,14 @@ TEST_F(Lifecycle, EverythingIsOnDiskWhenTheFirstCallReturns) {
     const auto id = pendingIds().front();
     EXPECT_EQ(fileOfMap(machine, id), nlohmann::json::parse(TinyMap::sharedInstance().get(id)->jsonString()));
     EXPECT_EQ(fileOfMap(machine, StaticValues::DOCUMENT_DB_NAME()), nlohmann::json::parse((*documentDB)->jsonString()));
+}
+
+TEST_F(Lifecycle, AStartCommitsEachFileOnce) {
+    const auto files = recordFiles();
+    manager();
+
+    EXPECT_THAT(files->committed, Contains(storedFilePath(pendingIds().front())));
+    EXPECT_EQ(std::set(files->committed.begin(), files->committed.end()).size(), files->committed.size());
 }
 
 TEST_F(Lifecycle, ALongPendingListIsRestoredWithoutOpeningADocument) {

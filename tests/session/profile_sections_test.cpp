@@ -30,7 +30,6 @@ TEST_F(StoredDefaults, AreTheIntegerZeroWhenTheStoredOnesAreOfTheWrongType) {
 
 TEST_F(DocumentTest, StoredDefaultsAreTheIntegerZeroWhileNothingIsStored) {
     // A continued visit whose document DB map was lost: nothing is counted, so nothing is stored.
-    TemporaryFolder unused;
     manager();
     *documentDB = std::make_shared<NamedMap>("fresh");
 

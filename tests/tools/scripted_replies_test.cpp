@@ -32,6 +32,13 @@ TEST(ScriptedReplies, ReadsEveryMember) {
     EXPECT_TRUE(replies[2].closesWithoutAnswer);
 }
 
+TEST(ScriptedReplies, ClosingHasALongNameToo) {
+    const auto replies = parseReplies("{\"close-without-answer\": true}\n{\"close\": false}\n", "replies.jsonl");
+    ASSERT_EQ(replies.size(), 2U);
+    EXPECT_TRUE(replies[0].closesWithoutAnswer);
+    EXPECT_FALSE(replies[1].closesWithoutAnswer);
+}
+
 TEST(ScriptedReplies, ABodyMayBeAnyJson) {
     const auto replies =
         parseReplies("{\"body\": []}\n{\"body\": 7}\n{\"body\": \"\"}\n{\"body\": null}\n{}\n", "replies.jsonl");

@@ -42,9 +42,8 @@ class LongList : public SendingTest {
 
 TEST_F(LongList, OfExpiredDocumentsIsRetiredInConstantStack) {
     const auto living = headId();
-    const auto expired = addNewVisit();
-    expire(expired);
-    putBeforeTheHead([&](std::size_t) { return expired; });
+    document("expired")->putDictionary(TrackType::TYPE_SESSION().typeValue(), {{StaticValues::CREATE_TIME(), 0}});
+    putBeforeTheHead([](std::size_t) { return "expired"; });
     onSmallStack([&] { send(); });
 
     EXPECT_EQ(fateCounts()[Fate::expired], count);
