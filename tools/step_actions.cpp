@@ -87,7 +87,7 @@ constexpr std::array actions{
     NamedAction{"updateDocument", [](const Step&, const AppMachine&) { manager().updateDocument(); }},
     NamedAction{"createDocument", [](const Step&, const AppMachine&) { manager().createDocument(); }},
     NamedAction{"newVisit", [](const Step&, const AppMachine&) { Analytics::endVisit(); }},
-    NamedAction{"page", [](const Step& step, const AppMachine&) { Analytics::page(record(step)); }},
+    NamedAction{"page", [](const Step& step, const AppMachine&) { Analytics::pageRecord(record(step)); }},
     NamedAction{"pageProgress", pageProgress},
     NamedAction{"click", [](const Step& step, const AppMachine&) { Analytics::click(record(step)); }},
     NamedAction{"revenue", [](const Step& step, const AppMachine&) { Analytics::revenue(record(step)); }},

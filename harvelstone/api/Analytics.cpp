@@ -75,7 +75,18 @@ void Analytics::appOpened() { HarvelstoneCore::setAppOpenFlag(true); }
 
 void Analytics::refreshDocument() { manager().updateDocument(); }
 
-void Analytics::page(const Dictionary& record) {
+void Analytics::page(const std::string& name, const Dictionary& details) {
+    requireText(name, "the page name");
+    auto record = details;
+    // With the date these make five members, which is what makes a page record complete.
+    record.try_emplace(StaticValues::PARAM_NAME(), name);
+    record.try_emplace(StaticValues::PARAM_SID(), SessionManager::sharedInstance().getSid(std::nullopt));
+    record.try_emplace(StaticValues::PARAM_VS(), 0);
+    record.try_emplace(StaticValues::PARAM_CS_P_V(), 1);
+    pageRecord(record);
+}
+
+void Analytics::pageRecord(const Dictionary& record) {
     const StorageBatch batch;
     queueRecord(StaticValues::PAGES_FILE_PREFIX(), record);
     manager().addCsPV();

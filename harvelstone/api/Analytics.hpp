@@ -109,9 +109,12 @@ class Analytics {
 
     // ---- Records, into the newest document ----
 
-    /// A page was shown. The record gets the date of now unless it brings one. With fewer than five members, the date
-    /// included, it counts as progress (see below).
-    static void page(const Dictionary& record);
+    /// A page was shown. Makes a complete page record of its name, the date and session of now, one page view, and the
+    /// details, which win over these. An empty name raises.
+    static void page(const std::string& name, const Dictionary& details = {});
+    /// A page record of the host's own making. It gets the date of now unless it brings one. With fewer than five
+    /// members, the date included, it is not complete and counts as progress (see below).
+    static void pageRecord(const Dictionary& record);
     /// Progress on pages: seconds of the visit and page views to be added up. It reaches the server folded into one
     /// summary for each run between complete page records, if that run's page views do not sum to 0.
     static void pageProgress(double visitSeconds, std::int64_t pageViews);

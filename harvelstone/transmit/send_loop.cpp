@@ -92,8 +92,9 @@ void removeLater(DocumentManager& manager, std::string documentId) {
 
 /// A run of passes, one after another for as long as each retires its document.
 ///
-/// The pending list is stored once, at the end of the run, because storing a list of n ids at each of n retirements
-/// would take hours for a long one. A crash in between loses nothing: the same ids are retired again after it.
+/// The pending list is stored after the first step and then once, at the end of the run, because storing a list of n
+/// ids at each of n retirements would take hours for a long one. A crash in between loses nothing: the same ids are
+/// retired again after it.
 class DocumentManager::SendRun {
   public:
     /// What a step leads to.
@@ -142,6 +143,8 @@ class DocumentManager::SendRun {
         auto next = Next::stop;
         try {
             next = (this->*firstStep)();
+            // At once: the document may have been uploaded just now, and a crash must not send it again.
+            storeNames();
             while (next == Next::pass) next = pass();
         } catch (...) {
             storeNames();

@@ -17,7 +17,6 @@ namespace harvelstone {
 namespace {
 
 using platform::InvalidArgumentException;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 struct AnalyticsTest : ::testing::Test {
@@ -47,24 +46,47 @@ struct AnalyticsTest : ::testing::Test {
     }
 };
 
-TEST_F(AnalyticsTest, QueuesAPageWithItsDate) {
-    Analytics::page({{"name", "home"}});
+TEST_F(AnalyticsTest, APageIsACompleteRecord) {
+    Analytics::page("home");
 
     const auto record = onlyRecord(StaticValues::PAGES_FILE_PREFIX());
-    EXPECT_EQ(record.at("name"), Value("home"));
+    EXPECT_EQ(record.at(StaticValues::PARAM_NAME()), Value("home"));
+    EXPECT_EQ(record.at(StaticValues::PARAM_CS_P_V()), Value(1));
+    EXPECT_EQ(record.at(StaticValues::PARAM_SID()), Value(SessionManager::sharedInstance().getSid(std::nullopt)));
     EXPECT_EQ(record.at(StaticValues::PARAM_VT_TZ()).string()->substr(0, 8), "2016-11-");
+    EXPECT_EQ(DocumentManager::sharedInstance().mergePages({record}), List{record});
+}
+
+TEST_F(AnalyticsTest, TheDetailsOfAPageWin) {
+    Analytics::page("home", {{StaticValues::PARAM_CS_P_V(), 3}, {"section", "women"}});
+
+    const auto record = onlyRecord(StaticValues::PAGES_FILE_PREFIX());
+    EXPECT_EQ(record.at(StaticValues::PARAM_CS_P_V()), Value(3));
+    EXPECT_EQ(record.at("section"), Value("women"));
+}
+
+TEST_F(AnalyticsTest, RefusesAPageWithoutAName) {
+    EXPECT_THAT(reasonOf([] { Analytics::page(""); }), HasSubstr("page name"));
+}
+
+TEST_F(AnalyticsTest, APageRecordGetsOnlyItsDate) {
+    Analytics::pageRecord({{"a", 1}});
+
+    const auto record = onlyRecord(StaticValues::PAGES_FILE_PREFIX());
+    EXPECT_EQ(record.at("a"), Value(1));
+    EXPECT_TRUE(record.contains(StaticValues::PARAM_VT_TZ()));
     EXPECT_EQ(record.size(), 2U);
 }
 
-TEST_F(AnalyticsTest, KeepsTheDateThatAPageBrings) {
-    Analytics::page({{StaticValues::PARAM_VT_TZ(), "yesterday"}});
+TEST_F(AnalyticsTest, KeepsTheDateThatAPageRecordBrings) {
+    Analytics::pageRecord({{StaticValues::PARAM_VT_TZ(), "yesterday"}});
 
     EXPECT_EQ(onlyRecord(StaticValues::PAGES_FILE_PREFIX()).at(StaticValues::PARAM_VT_TZ()), Value("yesterday"));
 }
 
 TEST_F(AnalyticsTest, APageRaisesThePageViewCount) {
-    Analytics::page({});
-    Analytics::page({});
+    Analytics::page("home");
+    Analytics::pageRecord({});
 
     EXPECT_EQ(DocumentManager::sharedInstance().getCsPV(), 2);
 }
