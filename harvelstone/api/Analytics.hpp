@@ -73,7 +73,7 @@ struct FlushReceipt {
 ///     options.appKey = "shop";
 ///     harvelstone::Analytics::configure(options);
 ///     harvelstone::Analytics::startVisit();
-///     harvelstone::Analytics::event("search", "query", "red shoes");
+///     harvelstone::Analytics::page("home");
 ///     harvelstone::Analytics::send();
 ///
 /// Every operation may be called from any thread. A record is on disk when its operation returns; when the disk is full
@@ -129,6 +129,8 @@ class Analytics {
     static void setProductCategory(const std::string& code, std::optional<std::string> name = std::nullopt);
     /// A conversion. Raises when product or category were never set.
     static void goal(std::int64_t number, std::int64_t value);
+    /// Events and campaigns stay in their queues on the device, where the host's own tools find them; they are not part
+    /// of an upload, and go when they are older than the age limit of stored files.
     static void event(const Value& type, const Value& name, const Value& value);
     static void campaign(const Value& type, const Value& name, const Value& value, const Value& referrer);
 

@@ -6,14 +6,18 @@
 #include <chrono>
 #include <curl/curl.h>
 #include <fmt/format.h>
+#include <mutex>
 #include <new>
 #include <string_view>
+#include <unistd.h>
 #include <utility>
+#include <vector>
 
 #include "harvelstone/platform/BlockedSignals.hpp"
 #include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/platform/ExitGuard.hpp"
 #include "harvelstone/platform/HttpExchange.hpp"
+#include "harvelstone/platform/NeverDestroyed.hpp"
 #include "harvelstone/platform/http_url.hpp"
 
 namespace harvelstone::platform {
@@ -96,7 +100,17 @@ HttpOutcome failed(HttpResponse response, std::string reason) {
 struct CurlConnection::Handles {
     std::unique_ptr<CURLM, EndMulti> multi{curl_multi_init()};
     std::unique_ptr<CURL, EndEasy> easy{curl_easy_init()};
+    pid_t process = getpid();
     bool keepsOldVersion = false;  ///< the kept connection leads to a server of HTTP/1.0
+
+    /// Keeps handles that cannot be closed in order: TLS is gone at the exit, and in a child made by fork the
+    /// connections are the parent's.
+    static void leaveOpen(std::unique_ptr<Handles> handles) {
+        static NeverDestroyed<std::mutex> mutex;
+        static NeverDestroyed<std::vector<std::unique_ptr<Handles>>> open;
+        const std::lock_guard lock(*mutex);
+        open->push_back(std::move(handles));
+    }
 };
 
 /// One exchange with one server.
@@ -239,7 +253,8 @@ CurlConnection::CurlConnection() {
 
 CurlConnection::~CurlConnection() {
     const ExitGuard guard([] {});
-    if (guard.isExiting()) static_cast<void>(handles_.release());  // TLS is gone: nothing can be closed in order
+    const bool canClose = !guard.isExiting() && handles_->process == getpid();
+    if (!canClose) Handles::leaveOpen(std::move(handles_));
     handles_.reset();
 }
 

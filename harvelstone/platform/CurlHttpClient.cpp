@@ -86,12 +86,10 @@ class CurlHttpClient::Pool {
         if (kept_.size() < mostKept) kept_.push_back(std::move(connection));
     }
 
-    /// In a child made by fork, the connections are still its parent's: not to be used, nor closed in order.
+    /// In a child made by fork, the connections are still its parent's.
     void forgetParents() {
         const auto before = std::exchange(process_, getpid());
-        if (before == process_) return;
-        for (auto& connection : kept_) static_cast<void>(connection.release());
-        kept_.clear();
+        if (before != process_) kept_.clear();
     }
 
     const CurlSettings settings_;

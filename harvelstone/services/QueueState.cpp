@@ -61,7 +61,7 @@ std::optional<Dictionary> QueueState::pop(std::uint64_t scope) {
 void QueueState::finish(std::uint64_t scope) {
     LaterLines lines;
     const std::lock_guard lock(mutex_);
-    if (claims_.count(scope) == 0) return;
+    if (!claims_.contains(scope)) return;
     if (!held_) hold(lines);  // shows whether it is still the file that the claims are for
     const auto ended = claims_.find(scope);
     if (ended != claims_.end()) {
@@ -77,7 +77,7 @@ void QueueState::finish(std::uint64_t scope) {
 
 bool QueueState::defer(std::uint64_t scope) {
     const std::lock_guard lock(mutex_);
-    if (claims_.count(scope) == 0) return false;
+    if (!claims_.contains(scope)) return false;
     deferred_.insert(scope);
     releaseIfIdle();
     return true;

@@ -45,7 +45,7 @@ void checkName(std::string_view name) {
     if (name.empty()) throw InvalidArgumentException("a stored name is empty");
     if (name == "." || name == "..")
         throw InvalidArgumentException(fmt::format("\"{}\" cannot be a stored name", name));
-    if (name.find('/') != name.npos || name.find('\0') != name.npos)
+    if (name.find('/') != std::string_view::npos || name.find('\0') != std::string_view::npos)
         throw InvalidArgumentException("a stored name holds \"/\" or NUL");
     if (name.size() > longestStoredName)
         throw InvalidArgumentException(
@@ -56,7 +56,7 @@ void checkName(std::string_view name) {
 std::vector<std::string> parentsToSync(platform::FileSystem& fileSystem, std::string path) {
     std::vector<std::string> parents;
     while (!path.empty() && path.back() == '/') path.pop_back();
-    for (auto slash = path.rfind('/'); slash != path.npos && slash > 0; slash = path.rfind('/')) {
+    for (auto slash = path.rfind('/'); slash != std::string_view::npos && slash > 0; slash = path.rfind('/')) {
         path.resize(slash);
         parents.push_back(path);
         if (fileSystem.exists(path)) break;
@@ -97,9 +97,9 @@ std::string corruptFilePath(std::string_view name, double secondsSince1970) {
 std::string_view corruptFileOwner(std::string_view fileName) {
     const auto name = storedName(fileName);
     const auto mark = name.rfind(corruptMark);
-    if (mark == name.npos || mark == 0) return {};
+    if (mark == std::string_view::npos || mark == 0) return {};
     const auto seconds = name.substr(mark + corruptMark.size());
-    const bool isNumber = !seconds.empty() && seconds.find_first_not_of("0123456789") == seconds.npos;
+    const bool isNumber = !seconds.empty() && seconds.find_first_not_of("0123456789") == std::string_view::npos;
     return isNumber ? name.substr(0, mark) : std::string_view();
 }
 

@@ -79,7 +79,7 @@ Result<std::string_view> QueueScanner::payloadAt(std::uint64_t position, std::si
         if (!bytes) return bytes;
         const auto payload = bytes->substr(0, size);
         const auto stop = payload.find(frameMarker.front(), checked);
-        if (stop != payload.npos) return payload.substr(0, stop);
+        if (stop != std::string_view::npos) return payload.substr(0, stop);
         checked = payload.size();
         if (checked == size || checked < part) return payload;
     }
@@ -101,7 +101,7 @@ Result<std::uint64_t> QueueScanner::markerBehind(std::uint64_t position) {
         if (bytes->size() < frameMarker.size()) return position + bytes->size();
         if (bytes->starts_with(frameMarker)) return position;
         const auto candidate = bytes->find(frameMarker.front(), 1);
-        position += candidate == bytes->npos ? bytes->size() : candidate;
+        position += candidate == std::string_view::npos ? bytes->size() : candidate;
     }
 }
 
@@ -124,7 +124,7 @@ Result<bool> QueueScanner::isZeroToTheEnd(std::uint64_t position) {
         auto bytes = source_.at(position, 1);
         if (!bytes) return bytes.error();
         if (bytes->empty()) return true;
-        if (bytes->find_first_not_of('\0') != bytes->npos) return false;
+        if (bytes->find_first_not_of('\0') != std::string_view::npos) return false;
         position += bytes->size();
     }
 }

@@ -22,6 +22,8 @@ using ::testing::HasSubstr;
 struct AnalyticsTest : ::testing::Test {
     testing::Machine machine;
 
+    AnalyticsTest() { SessionManager::sharedInstance().configure({{"targetUri", "http://collect.example.com/"}}); }
+
     static std::string newestDocument() { return DocumentManager::sharedInstance().getLaistDocId(); }
 
     static Dictionary onlyRecord(const std::string& prefix) {

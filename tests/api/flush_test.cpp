@@ -32,7 +32,7 @@ class AnsweringHttpClient final : public platform::HttpClient {
             return;
         }
         queue->post([answer = answers_.front(), completion = std::move(completionHandler)] {
-            completion({}, answer, answer ? std::nullopt : std::optional<platform::HttpError>({"no answer"}));
+            completion({}, answer, answer ? std::nullopt : std::optional(platform::HttpError{"no answer"}));
         });
         answers_.pop_front();
     }

@@ -29,7 +29,7 @@ def main(harvelstone, example):
         documents = [json.loads(line) for line in (store / "documents.jsonl").read_text().splitlines()]
         assert len(documents) == 1, documents
         text = json.dumps(documents[0])
-        for recorded in ["home", "women", "red shoes"]:
+        for recorded in ["home", "women", "buy"]:
             assert recorded in text, f"{recorded} is missing in {text}"
 
 

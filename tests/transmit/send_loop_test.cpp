@@ -327,7 +327,7 @@ TEST_F(SendLoop, ARunOfDeadDocumentsEndsWithTheFirstLivingOne) {
     EXPECT_EQ(removalsUnderWay(), 4U);
 }
 
-TEST_F(SendLoop, ARunStoresTheListOnceAndBeforeItsUploadStarts) {
+TEST_F(SendLoop, ARunStoresTheListAfterItsFirstStepAndOnceBeforeItsUploadStarts) {
     expire(headId());
     for (int i = 0; i < 20; ++i) expire(addNewVisit());
     const auto living = addNewVisit();
@@ -336,7 +336,19 @@ TEST_F(SendLoop, ARunStoresTheListOnceAndBeforeItsUploadStarts) {
     send();
 
     EXPECT_EQ(sentCount(), 1U);
-    EXPECT_EQ(std::ranges::count(files->committed, storedFilePath(StaticValues::DOCUMENT_DB_NAME())), 1);
+    EXPECT_EQ(std::ranges::count(files->committed, storedFilePath(StaticValues::DOCUMENT_DB_NAME())), 2);
+}
+
+TEST_F(SendLoop, AnUploadedDocumentIsOffTheStoredListBeforeTheNextIsFilled) {
+    const auto next = addNewVisit();
+    send();
+    std::vector<std::string> onDiskAtTheLastCommit;
+    const auto files = recordFiles();
+    files->beforeRename = [&] { onDiskAtTheLastCommit = idsOnDisk(machine); };
+    answer("{}");
+
+    EXPECT_EQ(files->committed.back(), storedFilePath(next));
+    EXPECT_THAT(onDiskAtTheLastCommit, ElementsAre(next));
 }
 
 TEST_F(SendLoop, ARunThatAGateEndsHasStoredTheList) {
