@@ -15,11 +15,9 @@
 namespace harvelstone::testing {
 namespace {
 
-/// The page, or the chapter on its own while it has not been joined to the page.
 std::string storagePage() {
     std::ostringstream page;
-    for (const std::string name : {"storage.md", "storage-services.part.md"})
-        if (std::ifstream file(HARVELSTONE_SOURCE_DIR "/docs/" + name); file) page << file.rdbuf();
+    page << std::ifstream(HARVELSTONE_SOURCE_DIR "/docs/storage.md").rdbuf();
     return page.str();
 }
 

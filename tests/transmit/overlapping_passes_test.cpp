@@ -1,0 +1,66 @@
+// Passes, retirements and records on several threads at once: nothing keeps them apart, and nothing may break.
+
+#include <atomic>
+#include <thread>
+
+#include "harvelstone/platform/Exception.hpp"
+
+#include "tests/transmit/SendingTest.hpp"
+
+namespace harvelstone::testing {
+namespace {
+
+using ::testing::SizeIs;
+
+constexpr std::size_t documents = 200;
+
+class OverlappingPasses : public SendingTest {
+  protected:
+    OverlappingPasses() {
+        std::vector<std::string> ids;
+        for (std::size_t i = 0; i < documents; ++i) ids.push_back("gone_" + std::to_string(i));
+        documetNameList->store(DocumentNames(std::move(ids)));
+    }
+
+    static void onThreads(const std::vector<std::function<void()>>& pieces) {
+        std::vector<std::thread> threads;
+        threads.reserve(pieces.size());
+        for (const auto& piece : pieces) threads.emplace_back(piece);
+        for (auto& thread : threads) thread.join();
+    }
+    std::size_t created() const {
+        return machine.log->linesStartingWith("DEBUG_HARVELSTONE_CONFIG : documentID -->").size();
+    }
+};
+
+TEST_F(OverlappingPasses, RetireEachIdOnceAndLeaveListAndStoreAlike) {
+    const auto drain = [this] { send(); };
+    onThreads({drain, drain, drain});
+
+    EXPECT_EQ(fateCounts().retired() + pendingIds().size(), documents + created());
+    EXPECT_EQ(storedIds(), pendingIds());
+    EXPECT_EQ(idsOnDisk(machine), pendingIds());
+    EXPECT_EQ(removalsUnderWay(), fateCounts().retired());
+}
+
+TEST_F(OverlappingPasses, GoOnWhileRecordsComeIn) {
+    std::atomic<int> refused = 0;
+    onThreads({[this] { send(); },
+               [&] {
+                   for (int i = 0; i < 50; ++i) try {
+                           manager().setEvent("type", "name", i);
+                       } catch (const platform::Exception&) {
+                           ++refused;  // between the last retirement and the refill there is no document
+                       }
+               },
+               [this] {
+                   manager().sendClickDataImmediately({{"button", "buy"}});
+               }});
+
+    EXPECT_LT(refused, 50);
+    EXPECT_THAT(pendingIds(), SizeIs(1));
+    EXPECT_EQ(storedIds(), pendingIds());
+}
+
+}  // namespace
+}  // namespace harvelstone::testing
