@@ -3,7 +3,9 @@
 #include "tools/scripted_replies.hpp"
 
 #include <algorithm>
+#include <array>
 #include <fmt/format.h>
+#include <string_view>
 
 #include "harvelstone/platform/Json.hpp"
 
@@ -15,6 +17,10 @@ namespace harvelstone::tools {
 namespace {
 
 constexpr double longestDelay = 3600;
+
+// One word, spelled as each kind of file spells it.
+constexpr std::array<std::string_view, 4> closeWords{"close", "close-without-answer", "close_without_answer",
+                                                     "closeWithoutAnswer"};
 
 std::string bodyText(const Value& body) {
     if (const auto* text = body.string()) return *text;
@@ -36,7 +42,7 @@ Reply replyFrom(const Dictionary& object) {
                 throw WrongUse("\"delay\" must be a number of seconds from 0 to 3600");
             }
             reply.delay = platform::Seconds(value.doubleValue());
-        } else if (name == "close" || name == "close-without-answer") {
+        } else if (std::ranges::find(closeWords, name) != closeWords.end()) {
             if (!value.isBoolean()) throw WrongUse(fmt::format("\"{}\" must be true or false", name));
             reply.closesWithoutAnswer = *value.boolean();
         } else {

@@ -7,6 +7,7 @@
 #include <pthread.h>
 #include <system_error>
 #include <thread>
+#include <unistd.h>
 #include <utility>
 
 #include "harvelstone/platform/BlockedSignals.hpp"
@@ -22,6 +23,8 @@ class WorkerThreads::Crew final : public std::enable_shared_from_this<Crew> {
 
     void serve(std::shared_ptr<OperationQueue> queue);
     std::size_t threadCount() const;
+    bool isOfThisProcess() const { return process_ == getpid(); }
+    std::shared_ptr<Crew> successor() const { return std::make_shared<Crew>(idleTime_); }
 
   private:
     std::error_code makeThread();
@@ -29,6 +32,7 @@ class WorkerThreads::Crew final : public std::enable_shared_from_this<Crew> {
     std::shared_ptr<OperationQueue> nextQueue();
 
     const Seconds idleTime_;
+    const pid_t process_ = getpid();
     mutable std::mutex mutex_;
     std::condition_variable queueCame_;
     std::deque<std::shared_ptr<OperationQueue>> waiting_;
@@ -162,8 +166,18 @@ WorkerThreads::WorkerThreads(Seconds idleTime) : crew_(std::make_shared<Crew>(id
 
 WorkerThreads::~WorkerThreads() = default;
 
-std::shared_ptr<RunLoop> WorkerThreads::newOperationQueue() { return std::make_shared<OperationQueue>(crew_); }
+/// A child made by fork has none of its parent's threads, only their traces.
+std::shared_ptr<WorkerThreads::Crew> WorkerThreads::crewOfThisProcess() {
+    auto crew = std::atomic_load(&crew_);
+    if (crew->isOfThisProcess()) return crew;
+    const auto fresh = crew->successor();
+    return std::atomic_compare_exchange_strong(&crew_, &crew, fresh) ? fresh : crew;
+}
 
-std::size_t WorkerThreads::threadCount() const { return crew_->threadCount(); }
+std::shared_ptr<RunLoop> WorkerThreads::newOperationQueue() {
+    return std::make_shared<OperationQueue>(crewOfThisProcess());
+}
+
+std::size_t WorkerThreads::threadCount() const { return std::atomic_load(&crew_)->threadCount(); }
 
 }  // namespace harvelstone::platform

@@ -34,6 +34,7 @@ class WorkerThreads final : public Workers {
   private:
     class Crew;
     class OperationQueue;
+    std::shared_ptr<Crew> crewOfThisProcess();
     std::shared_ptr<Crew> crew_;
 };
 

@@ -2,6 +2,8 @@
 #include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "harvelstone/platform/CurlHttpClient.hpp"
 #include "harvelstone/platform/Exception.hpp"
@@ -204,6 +206,21 @@ TEST_F(CurlHttpClient, OutlivesItsClientObject) {
     letGo.set_value();
 
     EXPECT_EQ(await(std::move(outcome)).data, "late");
+}
+
+TEST_F(CurlHttpClient, LeavesTheParentsConnectionAloneInAForkedChild) {
+    send(post("abc"));
+    const auto child = fork();
+    if (child == 0) _exit(send(post("of the child")).data == "{}" ? 0 : 1);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    send(post("abc"));
+
+    const auto sent = server_.waitForRequests(3);
+    EXPECT_EQ(sent.at(1).body, "of the child");
+    EXPECT_EQ(sent.at(1).connection, 1);
+    EXPECT_EQ(sent.at(2).connection, 0);
 }
 
 TEST_F(CurlHttpClient, RaisesForAUrlThatItCannotSendToAndNeverCompletes) {

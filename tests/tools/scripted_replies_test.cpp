@@ -32,11 +32,14 @@ TEST(ScriptedReplies, ReadsEveryMember) {
     EXPECT_TRUE(replies[2].closesWithoutAnswer);
 }
 
-TEST(ScriptedReplies, ClosingHasALongNameToo) {
-    const auto replies = parseReplies("{\"close-without-answer\": true}\n{\"close\": false}\n", "replies.jsonl");
-    ASSERT_EQ(replies.size(), 2U);
-    EXPECT_TRUE(replies[0].closesWithoutAnswer);
-    EXPECT_FALSE(replies[1].closesWithoutAnswer);
+TEST(ScriptedReplies, ClosingHasLongNamesToo) {
+    for (const std::string name : {"close", "close-without-answer", "close_without_answer", "closeWithoutAnswer"}) {
+        SCOPED_TRACE(name);
+        const auto replies = parseReplies("{\"" + name + "\": true}\n{\"" + name + "\": false}\n", "replies.jsonl");
+        ASSERT_EQ(replies.size(), 2U);
+        EXPECT_TRUE(replies[0].closesWithoutAnswer);
+        EXPECT_FALSE(replies[1].closesWithoutAnswer);
+    }
 }
 
 TEST(ScriptedReplies, ABodyMayBeAnyJson) {
