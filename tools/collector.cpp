@@ -17,6 +17,20 @@
 #include <sys/socket.h>
 #include <thread>
 
+#if defined(__SANITIZE_THREAD__)
+#define HARVELSTONE_THREAD_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define HARVELSTONE_THREAD_SANITIZER
+#endif
+#endif
+
+#if defined(HARVELSTONE_THREAD_SANITIZER)
+/// The server library is not built with the thread sanitizer, which therefore misses how its threads agree on who
+/// makes its static objects.
+extern "C" const char* __tsan_default_suppressions() { return "called_from_lib:libcpp-httplib.so\n"; }
+#endif
+
 namespace harvelstone::tools {
 
 namespace {

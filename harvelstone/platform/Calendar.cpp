@@ -5,9 +5,15 @@
 #include <cstdlib>
 #include <ctime>
 #include <fmt/format.h>
+#include <mutex>
+
+#include "harvelstone/platform/NeverDestroyed.hpp"
 
 namespace harvelstone::platform {
 namespace {
+
+// The C library's zone is one for the process. It has a lock of its own, which the thread sanitizer does not see.
+constinit NeverDestroyed<std::mutex> zoneMutex;
 
 constexpr int firstYearOfTm = 1900;
 constexpr int daysOfWeek = 7;
@@ -32,9 +38,12 @@ std::string offsetText(int utcOffset) {
 
 CivilTime civilTime(double secondsSince1970) {
     const auto time = wholeSeconds(secondsSince1970);
-    tzset();  // a device that travels changes its zone while the app runs
     std::tm local{};
-    localtime_r(&time, &local);
+    {
+        const std::lock_guard lock(*zoneMutex);
+        tzset();  // a device that travels changes its zone while the app runs
+        localtime_r(&time, &local);
+    }
     return {.year = local.tm_year + firstYearOfTm,
             .month = local.tm_mon + 1,
             .day = local.tm_mday,
@@ -54,6 +63,7 @@ double secondsSince1970(const CivilTime& local) {
     fields.tm_min = local.minute;
     fields.tm_sec = local.second;
     fields.tm_isdst = -1;  // the zone knows whether daylight saving is on then
+    const std::lock_guard lock(*zoneMutex);
     return static_cast<double>(std::mktime(&fields));
 }
 

@@ -14,6 +14,7 @@
 #include <exception>
 #include <fmt/format.h>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "harvelstone/platform/Exception.hpp"
@@ -62,9 +63,13 @@ void TaskLoop::post(Task task) {
 }
 
 void TaskLoop::callAfter(Seconds delay, Task task) {
-    auto timer = std::make_shared<asio::steady_timer>(context_->io, after(delay));
-    auto& waiting = *timer;
-    waiting.async_wait([timer = std::move(timer), task = std::move(task)](const auto&) { runGuarded(task); });
+    try {
+        auto timer = std::make_shared<asio::steady_timer>(context_->io, after(delay));
+        auto& waiting = *timer;
+        waiting.async_wait([timer = std::move(timer), task = std::move(task)](const auto&) { runGuarded(task); });
+    } catch (const std::system_error& error) {  // the first timer takes a few file descriptors
+        throw Exception(fmt::format("no timer: {}", error.code().message()));
+    }
 }
 
 void TaskLoop::runReady() {

@@ -18,6 +18,7 @@ class TaskLoop {
     TaskLoop& operator=(const TaskLoop&) = delete;
 
     void post(Task task);
+    /// Raises Exception when the system has nothing left to make a timer of.
     void callAfter(Seconds delay, Task task);
 
     void runReady();

@@ -46,13 +46,11 @@ class WorkerThreads::OperationQueue final : public RunLoop, public std::enable_s
     explicit OperationQueue(std::shared_ptr<Crew> crew) : crew_(std::move(crew)) {}
 
     void post(Task task) override {
-        expectTask();
         tasks_.post(counted(std::move(task)));
         askForThread();
     }
 
     void callAfter(Seconds delay, Task task) override {
-        expectTask();
         tasks_.callAfter(delay, counted(std::move(task)));
         askForThread();
     }
@@ -66,29 +64,27 @@ class WorkerThreads::OperationQueue final : public RunLoop, public std::enable_s
     }
 
   private:
-    /// Counts itself as done when it has run, even if it raised.
+    /// Counts as unfinished from the moment it is made until it is gone, be it run or dropped.
     Task counted(Task task) {
-        return [this, task = std::move(task)] {
-            const Done done(*this);
-            task();
-        };
+        return [ticket = std::make_shared<Ticket>(*this), task = std::move(task)] { task(); };
     }
 
-    struct Done {
-        explicit Done(OperationQueue& owner) : queue(owner) {}
-        ~Done() {
-            const std::lock_guard lock(queue.mutex_);
-            --queue.unfinished_;
+    class Ticket {
+      public:
+        explicit Ticket(OperationQueue& queue) : queue_(queue) {
+            const std::lock_guard lock(queue_.mutex_);
+            ++queue_.unfinished_;
         }
-        Done(const Done&) = delete;
-        Done& operator=(const Done&) = delete;
-        OperationQueue& queue;
-    };
+        ~Ticket() {
+            const std::lock_guard lock(queue_.mutex_);
+            --queue_.unfinished_;
+        }
+        Ticket(const Ticket&) = delete;
+        Ticket& operator=(const Ticket&) = delete;
 
-    void expectTask() {
-        const std::lock_guard lock(mutex_);
-        ++unfinished_;
-    }
+      private:
+        OperationQueue& queue_;
+    };
 
     void askForThread() {
         {
@@ -106,10 +102,10 @@ class WorkerThreads::OperationQueue final : public RunLoop, public std::enable_s
     }
 
     const std::shared_ptr<Crew> crew_;
-    TaskLoop tasks_;
     std::mutex mutex_;
     std::size_t unfinished_ = 0;  ///< tasks and timers handed in that have not run to their end
     bool hasThread_ = false;      ///< has one or waits for one
+    TaskLoop tasks_;              // gone before what the tasks count with
 };
 
 void WorkerThreads::Crew::serve(std::shared_ptr<OperationQueue> queue) {

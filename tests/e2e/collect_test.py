@@ -117,11 +117,21 @@ class Collector(harness.Case):
 
     def test_serves_many_clients_at_once(self):
         self.collect("--store", self.folder)
-        threads = [threading.Thread(target=self.post, args=(encode(DOCUMENT),)) for _ in range(100)]
+        answers = []
+
+        def post():
+            try:
+                answers.append(self.post(encode(DOCUMENT)))
+            except (OSError, http.client.HTTPException) as error:
+                answers.append(repr(error))
+
+        threads = [threading.Thread(target=post) for _ in range(100)]
         for thread in threads:
             thread.start()
         for thread in threads:
             thread.join()
+        _, _, errors = self.finish()
+        self.assertEqual((answers, errors), ([(200, "{}")] * 100, ""))
         with open(self.path("documents.jsonl"), encoding="utf-8") as file:
             self.assertEqual([json.loads(line) for line in file], [DOCUMENT] * 100)
 

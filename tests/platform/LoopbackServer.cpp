@@ -182,7 +182,11 @@ std::string LoopbackServer::url(std::string_view path) const {
 
 std::vector<WireRequest> LoopbackServer::requests() const {
     const std::lock_guard lock(mutex_);
-    return requests_;
+    std::vector<WireRequest> dealtWith;
+    for (const auto& request : requests_) {
+        if (request) dealtWith.push_back(*request);
+    }
+    return dealtWith;
 }
 
 std::vector<WireRequest> LoopbackServer::waitForRequests(std::size_t count) const {
@@ -210,10 +214,11 @@ void LoopbackServer::acceptAll() {
     }
 }
 
-Behaviour LoopbackServer::nextBehaviour() {
+std::pair<std::size_t, Behaviour> LoopbackServer::nextBehaviour() {
     const std::lock_guard lock(mutex_);
     const auto index = std::min(served_++, script_.size() - 1);
-    return script_[index];
+    requests_.emplace_back();
+    return {requests_.size() - 1, script_[index]};
 }
 
 void LoopbackServer::serve(int socket, int connection) {
@@ -226,9 +231,10 @@ void LoopbackServer::serve(int socket, int connection) {
         WireRequest request{
             .connection = connection, .head = takeFrom(unread, end + headEnd.size()), .rawBody = "", .body = ""};
         WireConnection wire(socket, request, unread);
-        nextBehaviour()(wire);
+        const auto [place, behaviour] = nextBehaviour();
+        behaviour(wire);
         const std::lock_guard lock(mutex_);
-        requests_.push_back(std::move(request));
+        requests_[place] = std::move(request);
     }
 }
 

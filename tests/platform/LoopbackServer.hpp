@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace harvelstone::testing {
@@ -76,7 +77,7 @@ class LoopbackServer {
     std::string url(std::string_view path = "/") const;
     int port() const { return port_; }
 
-    /// Those whose behaviour has come to its end, in the order of their ends.
+    /// Those whose behaviour has come to its end, in the order in which their heads came.
     std::vector<WireRequest> requests() const;
     /// Waits until there are as many, ten seconds at most.
     std::vector<WireRequest> waitForRequests(std::size_t count) const;
@@ -85,7 +86,8 @@ class LoopbackServer {
   private:
     void acceptAll();
     void serve(int socket, int connection);
-    Behaviour nextBehaviour();
+    /// The place of the request that has just begun, and what to do with it.
+    std::pair<std::size_t, Behaviour> nextBehaviour();
 
     int listener_;
     int port_ = 0;
@@ -93,7 +95,7 @@ class LoopbackServer {
     mutable std::mutex mutex_;
     std::vector<Behaviour> script_;
     std::size_t served_ = 0;
-    std::vector<WireRequest> requests_;
+    std::vector<std::optional<WireRequest>> requests_;  ///< absent as long as the server deals with it
     std::vector<int> sockets_;
     std::list<std::thread> threads_;
     std::thread accepting_;

@@ -7,6 +7,7 @@
 
 #include "harvelstone/platform/CurlHttpClient.hpp"
 #include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/HostRunLoop.hpp"
 
 #include "tests/platform/HttpClientTest.hpp"
 
@@ -211,7 +212,16 @@ TEST_F(CurlHttpClient, OutlivesItsClientObject) {
 TEST_F(CurlHttpClient, LeavesTheParentsConnectionAloneInAForkedChild) {
     send(post("abc"));
     const auto child = fork();
-    if (child == 0) _exit(send(post("of the child")).data == "{}" ? 0 : 1);
+    if (child == 0) {
+        const auto queue =
+            std::make_shared<platform::HostRunLoop>();  // on this thread: it is the only one of the child
+        bool isAnswered = false;
+        client_->sendAsynchronousRequest(post("of the child"), queue, [&](const auto&, const auto& data, const auto&) {
+            isAnswered = data == "{}";
+        });
+        queue->runUntilIdle();
+        _exit(isAnswered ? 0 : 1);
+    }
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);

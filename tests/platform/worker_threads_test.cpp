@@ -8,9 +8,13 @@
 #include <set>
 #include <signal.h>
 #include <stdexcept>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
+#include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/platform/WorkerThreads.hpp"
 
 #include "tests/support/TestPlatform.hpp"
@@ -145,6 +149,32 @@ TEST(Workers, GoOnAfterATaskThatRaises) {
                 ::testing::ElementsAre("harvelstone: a task raised an exception, dropped: out of paper"));
 }
 
+/// Whether a timer of the queue comes to run.
+bool runsTimer(RunLoop& queue) {
+    std::promise<bool> done;
+    queue.callAfter(Seconds(0), [&] { done.set_value(true); });
+    return get(done);
+}
+
+TEST(Workers, GoOnWhenTheSystemHasNoTimerLeft) {
+    WorkerThreads workers(shortIdle);
+    const auto earlier = workers.newOperationQueue();
+    EXPECT_TRUE(runsTimer(*earlier));
+    const auto queue = workers.newOperationQueue();
+    threadOf(*queue);
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const rlimit none{.rlim_cur = 0, .rlim_max = limit.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+
+    EXPECT_THROW(queue->callAfter(Seconds(0), [] {}), platform::Exception);
+    threadOf(*queue);
+    EXPECT_TRUE(becomesTrue([&] { return workers.threadCount() == 0; })) << "the refused timer counts as no work";
+
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_TRUE(runsTimer(*queue));
+}
+
 TEST(Workers, KeepServingQueuesWhenTheirOwnerIsGone) {
     auto workers = std::make_unique<WorkerThreads>(shortIdle);
     const auto queue = workers->newOperationQueue();
@@ -167,6 +197,22 @@ TEST(Workers, LeaveSignalsToTheHostsThreads) {
     pthread_sigmask(SIG_SETMASK, nullptr, &ours);
     EXPECT_EQ(sigismember(&ours, SIGTERM), 0) << "the caller's own signals are as before";
 }
+
+#if !defined(__SANITIZE_THREAD__)  // which allows no thread in a child of a process that had several
+TEST(Workers, ServeAForkedChildWithThreadsOfItsOwn) {
+    WorkerThreads workers(longIdle);
+    threadOf(*workers.newOperationQueue());
+    const auto child = fork();
+    if (child == 0) {
+        alarm(20);
+        threadOf(*workers.newOperationQueue());
+        _exit(workers.threadCount() == 1 ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+#endif
 
 TEST(Workers, DoNotDisturbAHostThatExits) {
     const auto exitAtWork = [] {

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <mutex>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <thread>
@@ -68,14 +69,20 @@ class RawClient {
 
 class CollectorTest : public ::testing::Test {
   protected:
+    /// What the collector reports goes into this object, so it ends first.
+    ~CollectorTest() override { collector_.reset(); }
+
     void start(CollectorOptions options = {}) {
         CollectorEvents events;
         events.received = [this](const DecodedBody& body) {
+            const std::lock_guard lock(mutex_);
             documents_.push_back(body.json);
-            ++documentCount_;
-            return canKeep_;
+            return canKeep_.load();
         };
-        events.refused = [this](const std::string& reason) { refusals_.push_back(reason); };
+        events.refused = [this](const std::string& reason) {
+            const std::lock_guard lock(mutex_);
+            refusals_.push_back(reason);
+        };
         collector_ = std::make_unique<Collector>(std::move(options), std::move(events));
         ASSERT_TRUE(collector_->start());
     }
@@ -89,12 +96,23 @@ class CollectorTest : public ::testing::Test {
     std::string post(const std::string& body) { return RawClient(collector_->address()).post(body); }
     std::string postDocument() { return post(document_); }
 
+    std::vector<std::string> documents() {
+        const std::lock_guard lock(mutex_);
+        return documents_;
+    }
+    std::vector<std::string> refusals() {
+        const std::lock_guard lock(mutex_);
+        return refusals_;
+    }
+
     const std::string document_ = HV_GZIP().gzippedData("%7B%22a%22%3A1%7D");
-    bool canKeep_ = true;
-    std::vector<std::string> documents_;
-    std::atomic<int> documentCount_{0};
-    std::vector<std::string> refusals_;
+    std::atomic<bool> canKeep_{true};
     std::unique_ptr<Collector> collector_;
+
+  private:
+    std::mutex mutex_;
+    std::vector<std::string> documents_;
+    std::vector<std::string> refusals_;
 };
 
 TEST_F(CollectorTest, AnswersADocumentWithAnEmptyObject) {
@@ -102,7 +120,7 @@ TEST_F(CollectorTest, AnswersADocumentWithAnEmptyObject) {
     const auto answer = postDocument();
     EXPECT_THAT(answer, StartsWith("HTTP/1.1 200 OK\r\n"));
     EXPECT_TRUE(answer.ends_with("\r\n\r\n{}"));
-    EXPECT_THAT(documents_, ElementsAre("{\"a\":1}"));
+    EXPECT_THAT(documents(), ElementsAre("{\"a\":1}"));
 }
 
 TEST_F(CollectorTest, TakesAChunkedBody) {
@@ -112,14 +130,14 @@ TEST_F(CollectorTest, TakesAChunkedBody) {
     for (const char byte : document_) client.send("1\r\n" + std::string(1, byte) + "\r\n");
     client.send("0\r\n\r\n");
     EXPECT_THAT(client.receive(), StartsWith("HTTP/1.1 200 OK\r\n"));
-    EXPECT_THAT(documents_, ElementsAre("{\"a\":1}"));
+    EXPECT_THAT(documents(), ElementsAre("{\"a\":1}"));
 }
 
 TEST_F(CollectorTest, KeepsAConnectionForManyDocuments) {
     start();
     RawClient client(collector_->address());
     for (int i = 0; i < 20; ++i) EXPECT_THAT(client.post(document_), StartsWith("HTTP/1.1 200 OK\r\n"));
-    EXPECT_EQ(documents_.size(), 20U);
+    EXPECT_EQ(documents().size(), 20U);
 }
 
 TEST_F(CollectorTest, RefusesABodyThatDoesNotDecode) {
@@ -127,11 +145,11 @@ TEST_F(CollectorTest, RefusesABodyThatDoesNotDecode) {
     EXPECT_THAT(post("no gzip"), StartsWith("HTTP/1.1 400 Bad Request\r\n"));
     EXPECT_THAT(post(HV_GZIP().gzippedData("%7")), StartsWith("HTTP/1.1 400 Bad Request\r\n"));
     EXPECT_THAT(post(HV_GZIP().gzippedData("%7B")), StartsWith("HTTP/1.1 400 Bad Request\r\n"));
-    EXPECT_THAT(refusals_,
+    EXPECT_THAT(refusals(),
                 ElementsAre("the body is no whole gzip stream",
                             "no two hexadecimal digits after the \"%\" at byte 0 of the percent-encoded text",
                             "the decoded text is no JSON in UTF-8"));
-    EXPECT_THAT(documents_, IsEmpty());
+    EXPECT_THAT(documents(), IsEmpty());
 }
 
 TEST_F(CollectorTest, ARefusalSaysWhyInItsBody) {
@@ -146,7 +164,7 @@ TEST_F(CollectorTest, RefusesABodyBeyondTheLimitAndGoesOn) {
     RawClient client(collector_->address());
     EXPECT_THAT(client.post(std::string(3000, 'x')), StartsWith("HTTP/1.1 400 Bad Request\r\n"));
     EXPECT_THAT(client.post(document_), StartsWith("HTTP/1.1 200 OK\r\n"));
-    EXPECT_THAT(refusals_, ElementsAre("the body is larger than 1000 bytes"));
+    EXPECT_THAT(refusals(), ElementsAre("the body is larger than 1000 bytes"));
 }
 
 TEST_F(CollectorTest, GivesUpOnABodyFarBeyondTheLimit) {
@@ -156,7 +174,7 @@ TEST_F(CollectorTest, GivesUpOnABodyFarBeyondTheLimit) {
     RawClient client(collector_->address());
     const auto answer = client.post(std::string(1'000'000, 'x'));
     EXPECT_TRUE(answer.empty() || answer.starts_with("HTTP/1.1 400 Bad Request\r\n")) << answer;
-    EXPECT_THAT(refusals_, ElementsAre("the body is larger than 1000 bytes"));
+    EXPECT_THAT(refusals(), ElementsAre("the body is larger than 1000 bytes"));
 }
 
 TEST_F(CollectorTest, RefusesABodyThatInflatesBeyondTheLimit) {
@@ -164,7 +182,7 @@ TEST_F(CollectorTest, RefusesABodyThatInflatesBeyondTheLimit) {
     options.limits.inflated = 1000;
     start(std::move(options));
     EXPECT_THAT(post(HV_GZIP().gzippedData(std::string(1001, 'x'))), StartsWith("HTTP/1.1 400 Bad Request\r\n"));
-    EXPECT_THAT(refusals_, ElementsAre("the gunzipped body is larger than 1000 bytes"));
+    EXPECT_THAT(refusals(), ElementsAre("the gunzipped body is larger than 1000 bytes"));
 }
 
 TEST_F(CollectorTest, RefusesABodyThatEndsTooEarly) {
@@ -174,7 +192,7 @@ TEST_F(CollectorTest, RefusesABodyThatEndsTooEarly) {
     client.endSending();
     client.receive();
     collector_->stop();
-    EXPECT_THAT(refusals_, ElementsAre("the body ended before its announced end"));
+    EXPECT_THAT(refusals(), ElementsAre("the body ended before its announced end"));
 }
 
 TEST_F(CollectorTest, AnythingButAPostIsNotFound) {
@@ -203,7 +221,7 @@ TEST_F(CollectorTest, ClosesWithoutAnyByteOfAnAnswer) {
     startWithReplies("{\"close\": true}\n{}\n");
     EXPECT_EQ(postDocument(), "");
     EXPECT_THAT(postDocument(), StartsWith("HTTP/1.1 200 OK\r\n"));
-    EXPECT_EQ(documents_.size(), 2U);
+    EXPECT_EQ(documents().size(), 2U);
 }
 
 TEST_F(CollectorTest, AReplyIsHeldBackForItsDelay) {
@@ -217,7 +235,7 @@ TEST_F(CollectorTest, StoppingDropsADelayedReply) {
     startWithReplies("{\"delay\": 600}\n");
     RawClient client(collector_->address());
     client.send("POST / HTTP/1.1\r\nContent-Length: " + std::to_string(document_.size()) + "\r\n\r\n" + document_);
-    while (documentCount_ == 0) std::this_thread::yield();
+    while (documents().empty()) std::this_thread::yield();
     collector_->stop();
     EXPECT_EQ(client.receive(), "");
 }
