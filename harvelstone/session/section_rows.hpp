@@ -14,8 +14,8 @@ using KeyAccessor = const std::string& (*)();
 
 /// One key of a session section and where its value comes from.
 struct SectionRow {
-    KeyAccessor key;
-    std::optional<Value> (*fetch)();
+    KeyAccessor key = nullptr;
+    std::optional<Value> (*fetch)() = nullptr;
     bool (*isWanted)() = nullptr;  ///< the row is left out when it answers false; always wanted without it
 };
 
