@@ -33,7 +33,7 @@ class ShiftedFile final : public platform::File {
         return file_->truncate(size);
     }
     platform::Result<std::uint64_t> size() override { return file_->size(); }
-    platform::Result<void> lock() override { return file_->lock(); }
+    platform::Result<void> lock(std::chrono::milliseconds longestWait) override { return file_->lock(longestWait); }
     platform::Result<void> unlock() override { return file_->unlock(); }
 
   private:

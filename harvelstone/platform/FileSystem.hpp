@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -24,8 +25,9 @@ class File {
     virtual Result<void> sync() = 0;
     virtual Result<void> truncate(std::uint64_t size) = 0;
     virtual Result<std::uint64_t> size() = 0;
-    /// Waits until no other holder, in this process or another, has the file locked.
-    virtual Result<void> lock() = 0;
+    /// Waits until no other holder, in this process or another, has the file locked, but no longer than this; then the
+    /// error is `device_or_resource_busy`. With zero it only tries.
+    virtual Result<void> lock(std::chrono::milliseconds longestWait) = 0;
     virtual Result<void> unlock() = 0;
 };
 

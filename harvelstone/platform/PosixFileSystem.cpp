@@ -1,6 +1,8 @@
 // The POSIX file system: every system call that the stores and housekeeping make. Our files are regular files; a
 // symbolic link, a pipe or a device in place of one is refused and never waited for. Any thread.
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
@@ -8,6 +10,7 @@
 #include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -96,8 +99,17 @@ class PosixFile final : public File {
         return static_cast<std::uint64_t>(status.st_size);
     }
 
-    Result<void> lock() override {
-        return attempted([this] { return flock(*descriptor_, LOCK_EX); });
+    Result<void> lock(std::chrono::milliseconds longestWait) override {
+        using std::chrono::steady_clock;
+        const auto end = steady_clock::now() + longestWait;
+        // The system has no wait with an end, so it is asked again and again, at growing distances.
+        for (auto pause = shortestPause;; pause = std::min(2 * pause, longestPause)) {
+            const auto locked = attempted([this] { return flock(*descriptor_, LOCK_EX | LOCK_NB); });
+            if (locked || locked.error() != std::errc::operation_would_block) return locked;
+            const auto left = end - steady_clock::now();
+            if (left <= left.zero()) return std::make_error_code(std::errc::device_or_resource_busy);
+            std::this_thread::sleep_for(std::min<steady_clock::duration>(pause, left));
+        }
     }
 
     Result<void> unlock() override {
@@ -105,6 +117,9 @@ class PosixFile final : public File {
     }
 
   private:
+    static constexpr std::chrono::microseconds shortestPause{50};
+    static constexpr std::chrono::microseconds longestPause{5000};
+
     Descriptor descriptor_;
 };
 

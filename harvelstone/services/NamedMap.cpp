@@ -28,15 +28,26 @@ namespace {
 
 bool isMissing(const std::error_code& error) { return error == std::errc::no_such_file_or_directory; }
 
-/// Opens the file that a commit writes, making the folder when it is gone.
+/// Opens the file that a commit writes, making the folder when it is gone, and room when something else has its name.
 Result<std::unique_ptr<platform::File>> openTemporary(const std::string& path, LaterLines& lines) {
     auto& fileSystem = *Platform::current().fileSystem;
     auto file = fileSystem.open(path, OpenMode::Replace);
-    if (file || !isMissing(file.error()) || !ensureStorageFolder(lines)) return file;
-    return fileSystem.open(path, OpenMode::Replace);
+    if (file) return file;
+    const bool mayHelp =
+        isMissing(file.error()) ? ensureStorageFolder(lines) : isNoFile(file.error()) && fileSystem.remove(path).ok();
+    return mayHelp ? fileSystem.open(path, OpenMode::Replace) : std::move(file);
 }
 
-Result<void> writeAndRename(const std::string& temporaryPath, const std::string& path, std::string_view text,
+/// Renames the file that a commit wrote; what stands in its way and is no file is set aside.
+Result<void> renameIntoPlace(const std::string& temporaryPath, const std::string& name, LaterLines& lines) {
+    auto& fileSystem = *Platform::current().fileSystem;
+    const auto path = storedFilePath(name);
+    auto renamed = fileSystem.rename(temporaryPath, path);
+    if (renamed || !isNoFile(renamed.error()) || !setAside(name, "no file", lines)) return renamed;
+    return fileSystem.rename(temporaryPath, path);
+}
+
+Result<void> writeAndRename(const std::string& temporaryPath, const std::string& name, std::string_view text,
                             LaterLines& lines) {
     auto& platform = Platform::current();
     auto file = openTemporary(temporaryPath, lines);
@@ -45,7 +56,7 @@ Result<void> writeAndRename(const std::string& temporaryPath, const std::string&
     if (platform.syncPolicy == SyncPolicy::powerLoss)
         if (auto synced = (*file)->sync(); !synced) return synced;
     file->reset();
-    if (auto renamed = platform.fileSystem->rename(temporaryPath, path); !renamed) return renamed;
+    if (auto renamed = renameIntoPlace(temporaryPath, name, lines); !renamed) return renamed;
     noteFolderChange();
     return {};
 }
@@ -63,6 +74,7 @@ void NamedMap::load() const {
 bool NamedMap::loadLocked(LaterLines& lines) const {
     if (isLoaded_) return true;
     auto contents = map_format::readMapFile(path_);
+    if (!contents && isNoFile(contents.error())) contents = map_format::MapContents{{}, "no file"};
     if (!contents && !isMissing(contents.error())) return noteUnread("read", contents.error(), lines);
     if (contents && !contents->damage.empty())
         if (auto moved = setAside(name_, contents->damage, lines); !moved)
@@ -176,7 +188,7 @@ bool NamedMap::commit(LaterLines& lines) {
 Result<void> NamedMap::writeFile(std::string_view text, LaterLines& lines) const {
     if (text.size() > map_format::longestFile) return std::make_error_code(std::errc::file_too_large);
     const auto temporaryPath = temporaryFilePath(name_);
-    auto written = writeAndRename(temporaryPath, path_, text, lines);
+    auto written = writeAndRename(temporaryPath, name_, text, lines);
     // Gives the space back; a file that stays is overwritten by the next commit.
     if (!written) static_cast<void>(Platform::current().fileSystem->remove(temporaryPath));
     return written;

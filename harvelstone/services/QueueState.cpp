@@ -51,16 +51,39 @@ std::optional<Dictionary> QueueState::pop(std::uint64_t scope) {
     const std::lock_guard lock(mutex_);
     std::optional<Dictionary> record;
     const auto state = held_ ? Hold::held : hold(lines);
-    if (state == Hold::noFile) record = popFromMemory();
+    unread_.erase(scope);
+    if (state == Hold::noFile) record = popFromMemory(scope);
     if (state == Hold::held) record = popFromFile(scope, lines);
+    if (state == Hold::failed) unread_.insert(scope);
     releaseIfIdle();
     stayWhileNeeded();
     return record;
 }
 
+bool QueueState::isUnread(std::uint64_t scope) {
+    const std::lock_guard lock(mutex_);
+    return unread_.contains(scope);
+}
+
+void QueueState::giveBack(std::uint64_t scope) {
+    const std::lock_guard lock(mutex_);
+    unread_.erase(scope);
+    claims_.erase(scope);
+    taken_ = survey_.consumed;
+    for (const auto& claim : claims_) taken_.add(claim.second);
+    position_ = 0;
+    auto& frames = poppedFromMemory_[scope];
+    for (; !frames.empty(); frames.pop_back()) pending_.pushFront(std::move(frames.back()));
+    poppedFromMemory_.erase(scope);
+    releaseIfIdle();
+    stayWhileNeeded();
+}
+
 void QueueState::finish(std::uint64_t scope) {
     LaterLines lines;
     const std::lock_guard lock(mutex_);
+    unread_.erase(scope);
+    poppedFromMemory_.erase(scope);
     if (!claims_.contains(scope)) return;
     if (!held_) hold(lines);  // shows whether it is still the file that the claims are for
     const auto ended = claims_.find(scope);
@@ -77,6 +100,8 @@ void QueueState::finish(std::uint64_t scope) {
 
 bool QueueState::defer(std::uint64_t scope) {
     const std::lock_guard lock(mutex_);
+    unread_.erase(scope);
+    poppedFromMemory_.erase(scope);
     if (!claims_.contains(scope)) return false;
     deferred_.insert(scope);
     releaseIfIdle();
@@ -93,6 +118,7 @@ QueueState::Hold QueueState::hold(LaterLines& lines) {
             return Hold::noFile;
         }
         if (!file) {
+            if (isNoFile(file.error()) && setAside(name_, "no file", lines)) continue;
             noteFailure("read", file.error(), lines);
             return Hold::failed;
         }
@@ -104,7 +130,7 @@ QueueState::Hold QueueState::hold(LaterLines& lines) {
 /// "No file" means that the path was freed of a file that is not ours.
 QueueState::Hold QueueState::holdFile(std::unique_ptr<platform::File> file, LaterLines& lines) {
     auto held = std::make_unique<Held>(std::move(file));
-    auto done = held->file->lock();
+    auto done = lock(*held->file);
     auto size = done ? held->file->size() : Result<std::uint64_t>(done.error());
     if (size) done = survey(held->source, *size);
     if (!done || !size) {
@@ -147,6 +173,7 @@ std::optional<Dictionary> QueueState::popFromFile(std::uint64_t scope, LaterLine
         auto piece = scanner.next();
         if (!piece) {
             noteFailure("read", piece.error(), lines);
+            unread_.insert(scope);
             return std::nullopt;
         }
         auto record = piece->kind == Kind::record ? readRecord(piece->payload) : std::nullopt;
@@ -154,17 +181,16 @@ std::optional<Dictionary> QueueState::popFromFile(std::uint64_t scope, LaterLine
         const bool isEnd = piece->kind == Kind::end;
         if (record || isEnd || taken_.contains(piece->end)) claim(scope, begin, piece->end);
         if (record) return record;
-        if (isEnd) return popFromMemory();
+        if (isEnd) return popFromMemory(scope);
         if (taken_.contains(begin)) scanner.seek(begin = taken_.firstOutside(piece->end));
     }
 }
 
 /// Records that could not be written yet; they follow those of the file.
-std::optional<Dictionary> QueueState::popFromMemory() {
+std::optional<Dictionary> QueueState::popFromMemory(std::uint64_t scope) {
     if (pending_.empty()) return std::nullopt;
-    auto record = readRecord(std::string_view(pending_.front()).substr(queue_format::frameHeadSize));
-    pending_.pop_front();
-    return record;
+    const auto& frame = poppedFromMemory_[scope].emplace_back(pending_.popFront());
+    return readRecord(std::string_view(frame).substr(queue_format::frameHeadSize));
 }
 
 void QueueState::claim(std::uint64_t scope, std::uint64_t begin, std::uint64_t end) {

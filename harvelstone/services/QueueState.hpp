@@ -17,6 +17,7 @@
 #include "harvelstone/services/ByteRanges.hpp"
 #include "harvelstone/services/ByteSource.hpp"
 #include "harvelstone/services/LaterLines.hpp"
+#include "harvelstone/services/PendingFrames.hpp"
 #include "harvelstone/services/queue_scan.hpp"
 
 namespace harvelstone {
@@ -39,11 +40,18 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     QueueState(const QueueState&) = delete;
     QueueState& operator=(const QueueState&) = delete;
 
-    /// Appends a record's frame, after those that could not be written before.
+    /// Appends a record's frame, after those that could not be written before. One that cannot be written is kept in
+    /// memory, up to the bound of PendingFrames.
     void add(std::string frame);
 
     /// The next record, claimed for the scope.
     std::optional<Dictionary> pop(std::uint64_t scope);
+
+    /// Whether the scope's last pop gave nothing because the queue cannot be read now, not because it is empty.
+    bool isUnread(std::uint64_t scope);
+
+    /// The scope keeps nothing of what it popped: all of it stands in the queue again.
+    void giveBack(std::uint64_t scope);
 
     /// The scope ended and its maps are on disk: its claims become consumed there too.
     void finish(std::uint64_t scope);
@@ -64,6 +72,7 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     platform::Result<void> appendConsumption(std::uint64_t size, LaterLines& lines);
     platform::Result<void> emptyFile();
     bool isStillAtPath(platform::File& file);
+    platform::Result<void> lock(platform::File& file);
 
     // Reading: QueueState.cpp
     Hold hold(LaterLines& lines);
@@ -71,7 +80,7 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     Hold moveAway(platform::File& foreign, LaterLines& lines);
     platform::Result<void> survey(ByteSource& source, std::uint64_t size);
     std::optional<Dictionary> popFromFile(std::uint64_t scope, LaterLines& lines);
-    std::optional<Dictionary> popFromMemory();
+    std::optional<Dictionary> popFromMemory(std::uint64_t scope);
     void claim(std::uint64_t scope, std::uint64_t begin, std::uint64_t end);
     void releaseIfIdle();
     void forgetFile();
@@ -101,7 +110,10 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     };
     std::unique_ptr<Held> held_;
 
-    std::deque<std::string> pending_;                    // frames that could not be written, oldest first
+    PendingFrames pending_;
+    std::map<std::uint64_t, std::deque<std::string>> poppedFromMemory_;  // by scope, as long as it runs
+    std::set<std::uint64_t> unread_;                                     // scopes whose last pop failed
+    bool isLockedOut_ = false;                                           // another holder let us wait in vain
     std::shared_ptr<QueueState> self_;                   // this object, as long as it knows more than the file
     std::set<std::string, std::less<>> failuresLogged_;  // "write", "read", ...: once each until it works again
 };

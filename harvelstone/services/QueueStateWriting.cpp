@@ -1,6 +1,7 @@
 // The state of one record queue, its writing half: appending records, taking back what a failed write left, making
 // consumption durable, emptying the file. Writes "NAME.Harvelstone". Called with the state locked.
 
+#include <chrono>
 #include <cmath>
 #include <span>
 
@@ -63,23 +64,27 @@ queue_format::QueueIdentity newIdentity(const std::string& path) {
 void QueueState::add(std::string frame) {
     LaterLines lines;
     const std::lock_guard lock(mutex_);
-    pending_.push_back(std::move(frame));
-    static_cast<void>(writePending(lines));  // what fails stays in memory, and is logged
+    pending_.pushBack(std::move(frame));
+    const auto written = writePending(lines);  // what fails stays in memory, and is logged
+    if (!written && PendingFrames::areTooMany()) {
+        pending_.dropNewest();
+        noteFailure("keep another record of", std::make_error_code(std::errc::no_buffer_space), lines);
+    }
     stayWhileNeeded();
 }
 
 Result<void> QueueState::writePending(LaterLines& lines) {
-    std::string joined;
-    if (pending_.size() > 1)
-        for (const auto& frame : pending_) joined += frame;
-    auto written = write(pending_.size() > 1 ? joined : pending_.front(), lines);
-    if (written) {
-        pending_.clear();
-        failuresLogged_.erase("write");
-    } else {
-        noteFailure("write", written.error(), lines);
+    while (!pending_.empty()) {
+        const auto batch = pending_.oldest();
+        if (auto written = write(batch.bytes, lines); !written) {
+            noteFailure("write", written.error(), lines);
+            return written;
+        }
+        pending_.drop(batch);
     }
-    return written;
+    failuresLogged_.erase("write");
+    failuresLogged_.erase("keep another record of");
+    return {};
 }
 
 Result<void> QueueState::write(std::string_view frames, LaterLines& lines) {
@@ -93,10 +98,12 @@ Result<void> QueueState::write(std::string_view frames, LaterLines& lines) {
     for (int attempt = 0; attempt < attempts; ++attempt) {
         auto file = fileSystem.open(path_, OpenMode::Append);
         if (file) {
-            if (auto locked = (*file)->lock(); !locked) return locked;
+            if (auto locked = lock(**file); !locked) return locked;
             return append(**file, frames, lines);
         }
-        if (file.error() != std::errc::no_such_file_or_directory) return file.error();
+        written = file.error();
+        if (isNoFile(file.error()) && setAside(name_, "no file", lines)) continue;
+        if (file.error() != std::errc::no_such_file_or_directory) return written;
         written = writeToNewFile(frames, lines);
         if (written || written.error() != std::errc::file_exists) return written;
     }
@@ -111,7 +118,7 @@ Result<void> QueueState::writeToNewFile(std::string_view frames, LaterLines& lin
     if (!file) return file.error();
     forgetFile();
     noteFolderChange();
-    if (auto locked = (*file)->lock(); !locked) return locked;
+    if (auto locked = lock(**file); !locked) return locked;
     auto size = (*file)->size();
     if (!size) return size.error();
     // Another process may have seen the file before it had its header; then it goes without.
@@ -173,6 +180,14 @@ Result<void> QueueState::emptyFile() {
     survey_.consumed.add(0, header.size());
     taken_.add(0, header.size());
     return syncFile(file);
+}
+
+/// A holder that let us wait in vain is not waited for again before the lock could be had: it stalls one call, not all.
+Result<void> QueueState::lock(File& file) {
+    constexpr std::chrono::milliseconds longestWait{500};
+    auto locked = file.lock(isLockedOut_ ? longestWait.zero() : longestWait);
+    isLockedOut_ = locked.error() == std::errc::device_or_resource_busy;
+    return locked;
 }
 
 bool QueueState::isStillAtPath(File& file) {

@@ -128,6 +128,15 @@ std::uint64_t consume(const std::shared_ptr<QueueState>& queue) {
     return current->number;
 }
 
+bool keepsWhatItRead() {
+    auto& queues = current->queues;
+    const auto isUnread = [](const auto& queue) { return queue->isUnread(current->number); };
+    if (std::none_of(queues.begin(), queues.end(), isUnread)) return true;
+    for (const auto& queue : queues) queue->giveBack(current->number);
+    queues.clear();
+    return false;
+}
+
 }  // namespace storage_batch
 
 }  // namespace harvelstone

@@ -47,6 +47,10 @@ void touch(const std::shared_ptr<NamedMap>& map);
 /// the scope's end says that they are consumed.
 std::uint64_t consume(const std::shared_ptr<QueueState>& queue);
 
+/// Whether every queue that this scope popped from could be read to the end that it gave. When one could not, all that
+/// was popped in the scope goes back into its queue.
+bool keepsWhatItRead();
+
 }  // namespace storage_batch
 
 }  // namespace harvelstone

@@ -135,6 +135,11 @@ platform::Result<void> setAside(std::string_view name, std::string_view what, La
     return {};
 }
 
+bool isNoFile(const std::error_code& error) {
+    return error == std::errc::too_many_symbolic_link_levels || error == std::errc::is_a_directory ||
+           error == std::errc::not_supported || error == std::errc::no_such_device_or_address;
+}
+
 void noteFolderChange() { ++folderChanges->noted; }
 
 bool syncStorageFolder(LaterLines& lines) {

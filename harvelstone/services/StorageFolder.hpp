@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "harvelstone/platform/Result.hpp"
 #include "harvelstone/services/LaterLines.hpp"
@@ -46,6 +47,10 @@ bool ensureStorageFolder(LaterLines& lines);
 /// Moves the file of that name to its corrupt path, where nothing is overwritten, and logs what it "is". After an
 /// error, which is not logged, it stays where it was.
 platform::Result<void> setAside(std::string_view name, std::string_view what, LaterLines& lines);
+
+/// Whether something could not be opened or replaced because it is no file of ours: a link, which is never followed, a
+/// folder, a pipe, a device. It never will be one, so it is set aside.
+bool isNoFile(const std::error_code& error);
 
 /// Says that an entry of the storage folder was made, renamed or removed.
 void noteFolderChange();

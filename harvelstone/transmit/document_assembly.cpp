@@ -5,9 +5,11 @@
 
 #include <utility>
 
+#include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/services/BSConfig.hpp"
 #include "harvelstone/services/HarvelstoneCore.hpp"
 #include "harvelstone/services/StaticValues.hpp"
+#include "harvelstone/services/StorageBatch.hpp"
 #include "harvelstone/services/TrackType.hpp"
 #include "harvelstone/services/Tracker.hpp"
 
@@ -17,14 +19,20 @@ namespace {
 
 bool isNewVisit(const Dictionary& session) { return findValue(session, StaticValues::PARAM_VISIT_NEW()) == Value("Y"); }
 
+/// All queues or none: what a queue that cannot be read now kept would never be sent. The exception leaves the document
+/// at the head as it was, for the next pass.
 void fillFromQueues(DocumentManager& manager, NamedMap& document, const std::string& documentId) {
     const auto queue = [&](const std::string& prefix) { return manager.getQueue(prefix, documentId); };
-    document.putMutableArray(TrackType::TYPE_GOAL().typeValue(), queue(StaticValues::GOAL_FILE_PREFIX()));
-    document.putMutableArray(TrackType::TYPE_PAGES().typeValue(),
-                             manager.mergePages(queue(StaticValues::PAGES_FILE_PREFIX())));
-    document.putMutableArray(TrackType::TYPE_CLICK().typeValue(), queue(StaticValues::CLICK_FILE_PREFIX()));
-    document.putMutableArray(TrackType::TYPE_REVENUE().typeValue(), queue(StaticValues::REVENUE_FILE_PREFIX()));
+    auto goals = queue(StaticValues::GOAL_FILE_PREFIX());
+    const auto pages = queue(StaticValues::PAGES_FILE_PREFIX());
+    auto clicks = queue(StaticValues::CLICK_FILE_PREFIX());
+    auto revenues = queue(StaticValues::REVENUE_FILE_PREFIX());
     auto pushes = queue(StaticValues::PUSH_FILE_PREFIX());
+    if (!storage_batch::keepsWhatItRead()) throw platform::Exception("a queue of the document cannot be read now");
+    document.putMutableArray(TrackType::TYPE_GOAL().typeValue(), std::move(goals));
+    document.putMutableArray(TrackType::TYPE_PAGES().typeValue(), manager.mergePages(pages));
+    document.putMutableArray(TrackType::TYPE_CLICK().typeValue(), std::move(clicks));
+    document.putMutableArray(TrackType::TYPE_REVENUE().typeValue(), std::move(revenues));
     if (!pushes.empty())
         document.putDictionary(TrackType::TYPE_PUSH().typeValue(), std::move(*pushes.front().dictionary()));
 }

@@ -25,6 +25,8 @@ using platform::File;
 using platform::OpenMode;
 using ::testing::UnorderedElementsAre;
 
+constexpr std::chrono::milliseconds noWait{0};
+
 std::span<const std::byte> bytesOf(std::string_view text) { return std::as_bytes(std::span(text)); }
 
 class PosixFiles : public ::testing::Test {
@@ -171,10 +173,10 @@ TEST_F(PosixFiles, AreNotPassedOnToPrograms) {
 TEST_F(PosixFiles, AreLockedAgainstAnotherHolder) {
     const auto one = open("a", OpenMode::Create);
     const auto other = open("a", OpenMode::Append);
-    ASSERT_TRUE(one->lock());
+    ASSERT_TRUE(one->lock(noWait));
     std::promise<void> isLocked;
     std::thread waiting([&] {
-        EXPECT_TRUE(other->lock());
+        EXPECT_TRUE(other->lock(std::chrono::seconds(20)));
         isLocked.set_value();
     });
     auto future = isLocked.get_future();
@@ -184,15 +186,30 @@ TEST_F(PosixFiles, AreLockedAgainstAnotherHolder) {
     waiting.join();
 }
 
+TEST_F(PosixFiles, ThatStayLockedAreNotWaitedForLongerThanWanted) {
+    const auto one = open("a", OpenMode::Create);
+    const auto other = open("a", OpenMode::Append);
+    ASSERT_TRUE(one->lock(noWait));
+    const auto start = std::chrono::steady_clock::now();
+
+    EXPECT_EQ(other->lock(std::chrono::milliseconds(30)).error(), std::errc::device_or_resource_busy);
+
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
+    EXPECT_EQ(other->lock(noWait).error(), std::errc::device_or_resource_busy);
+    EXPECT_TRUE(one->lock(noWait)) << "who has it gets it again";
+    EXPECT_TRUE(one->unlock());
+    EXPECT_TRUE(other->lock(noWait));
+}
+
 TEST_F(PosixFiles, StayLockedWhileASignalInterruptsTheWait) {
     struct sigaction action {};
     action.sa_handler = [](int) {};
     ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);  // without SA_RESTART: system calls give EINTR
     const auto one = open("a", OpenMode::Create);
     const auto other = open("a", OpenMode::Append);
-    ASSERT_TRUE(one->lock());
+    ASSERT_TRUE(one->lock(noWait));
     std::promise<bool> outcome;
-    std::thread waiting([&] { outcome.set_value(other->lock().ok()); });
+    std::thread waiting([&] { outcome.set_value(other->lock(std::chrono::seconds(20)).ok()); });
     auto future = outcome.get_future();
     for (int i = 0; i < 20; ++i) {
         pthread_kill(waiting.native_handle(), SIGUSR1);

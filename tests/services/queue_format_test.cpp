@@ -341,7 +341,7 @@ class CountingFile final : public platform::File {
     platform::Result<void> sync() override { return {}; }
     platform::Result<void> truncate(std::uint64_t /*size*/) override { return {}; }
     platform::Result<std::uint64_t> size() override { return bytes_.size(); }
-    platform::Result<void> lock() override { return {}; }
+    platform::Result<void> lock(std::chrono::milliseconds /*longestWait*/) override { return {}; }
     platform::Result<void> unlock() override { return {}; }
 
     std::size_t bytesRead = 0;

@@ -165,9 +165,9 @@ class FaultyFileSystem::FaultyFile final : public platform::File {
         if (auto error = system_.refuse("size", name_)) return *error;
         return real_->size();
     }
-    platform::Result<void> lock() override {
+    platform::Result<void> lock(std::chrono::milliseconds longestWait) override {
         if (auto error = system_.refuse("lock", name_)) return *error;
-        return real_->lock();
+        return real_->lock(longestWait);
     }
     platform::Result<void> unlock() override {
         if (auto error = system_.refuse("unlock", name_)) return *error;
