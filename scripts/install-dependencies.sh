@@ -9,8 +9,8 @@ declare -A packages_of=(
     [build]="cmake ninja-build g++ ccache pkg-config ca-certificates
              zlib1g-dev libcurl4-openssl-dev libsimdjson-dev libasio-dev libfmt-dev uuid-dev
              libcli11-dev libcpp-httplib-dev"
-    # tzdata: tests of calendars choose their time zone.
-    [test]="libgtest-dev libgmock-dev librapidcheck-dev nlohmann-json3-dev python3 tzdata"
+    # tzdata: tests of calendars choose their time zone. libssl-dev, openssl: servers over TLS and their certificates.
+    [test]="libgtest-dev libgmock-dev librapidcheck-dev nlohmann-json3-dev libssl-dev openssl python3 tzdata"
     [lint]="clang clang-format clang-tidy"
     [check]="python3 git"
     [coverage]="gcovr"

@@ -117,7 +117,8 @@ void AppLog::platformLine(std::string_view line) noexcept { handOver(takePlatfor
 
 void AppLog::debugLine(std::string_view line) noexcept { handOver(takeDebugLine_, line); }
 
-AppMachine AppMachine::install(const std::string& documents, std::shared_ptr<platform::Log> log) {
+AppMachine AppMachine::install(const std::string& documents, std::shared_ptr<platform::Log> log,
+                               std::shared_ptr<platform::HttpClient> httpClient) {
     AppMachine machine;
     machine.clock = std::make_shared<ShiftedClock>();
     machine.device = std::make_shared<AppDevice>(documents);
@@ -127,6 +128,7 @@ AppMachine AppMachine::install(const std::string& documents, std::shared_ptr<pla
     platform.device = machine.device;
     platform.fileSystem = std::make_shared<ShiftedFileSystem>(machine.clock);
     platform.log = std::move(log);
+    platform.httpClient = std::move(httpClient);
     platform::Platform::install(std::move(platform));
     return machine;
 }

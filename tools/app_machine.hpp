@@ -105,8 +105,9 @@ struct AppMachine {
     std::shared_ptr<ShiftedClock> clock;
     std::shared_ptr<AppDevice> device;
 
-    /// Makes it and puts it in force for the rest of the process.
-    static AppMachine install(const std::string& documents, std::shared_ptr<platform::Log> log);
+    /// Makes it and puts it in force for the rest of the process. Without an HTTP client it has the default one.
+    static AppMachine install(const std::string& documents, std::shared_ptr<platform::Log> log,
+                              std::shared_ptr<platform::HttpClient> httpClient = nullptr);
 };
 
 }  // namespace harvelstone::tools

@@ -73,6 +73,10 @@ void addReplay(CLI::App& app, Run& run) {
                      "Documents folder of the app; its storage folder is DIR/harvelstone/")
         ->type_name("DIR")
         ->required();
+    replay
+        ->add_option("--authorities", options->authoritiesFile,
+                     "PEM file of the certificate authorities for https, instead of the system's")
+        ->type_name("FILE");
     replay->add_option("--log", options->logFile, "Write every debug line to FILE")->type_name("FILE");
     replay->add_flag("--json", options->asJson, "Print the receipt and the counts as JSON");
 }

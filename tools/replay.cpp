@@ -4,7 +4,10 @@
 
 #include <iostream>
 #include <memory>
+#include <utility>
 
+#include "harvelstone/platform/CurlHttpClient.hpp"
+#include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/platform/Json.hpp"
 #include "harvelstone/services/BSDebugger.hpp"
 #include "harvelstone/services/SessionManager.hpp"
@@ -31,10 +34,21 @@ struct DebugLines {
 
 void printLine(std::string_view line) { platform::StandardErrorLog().platformLine(line); }
 
+std::shared_ptr<platform::HttpClient> httpClientFor(const ReplayOptions& options) {
+    if (!options.authoritiesFile) return nullptr;
+    try {
+        return std::make_shared<platform::CurlHttpClient>(
+            platform::CurlSettings{.limits = {}, .certificateAuthorities = *options.authoritiesFile});
+    } catch (const platform::InvalidArgumentException& exception) {
+        throw WrongUse("harvelstone replay: " + exception.reason());
+    }
+}
+
 }  // namespace
 
 int runReplay(const ReplayOptions& options) {
     const auto scenario = parseScenario(readTextFile(options.scenarioFile), options.scenarioFile);
+    auto httpClient = httpClientFor(options);
     const auto lines = std::make_shared<DebugLines>();
     if (options.logFile) {
         lines->file = std::make_unique<LineFile>(*options.logFile, LineFile::Mode::replace);
@@ -44,7 +58,8 @@ int runReplay(const ReplayOptions& options) {
         }
     }
     const auto machine = AppMachine::install(
-        options.documents, std::make_shared<AppLog>([lines](std::string_view line) { lines->take(line); }, printLine));
+        options.documents, std::make_shared<AppLog>([lines](std::string_view line) { lines->take(line); }, printLine),
+        std::move(httpClient));
     BSDebugger::setEnabled(/*enabled=*/true);
     SessionManager::sharedInstance().configure({{"targetUri", options.target}});
     BSDebugger::setEnabled(/*enabled=*/true);

@@ -10,6 +10,8 @@ struct ReplayOptions {
     std::string target;
     std::string documents;
     std::optional<std::string> logFile;
+    /// PEM file of the certificate authorities that vouch for the target; those of the system without it.
+    std::optional<std::string> authoritiesFile;
     bool asJson = false;
 };
 

@@ -25,6 +25,9 @@ enum class MainQueueChoice {
 struct AnalyticsOptions {
     /// Where documents are uploaded to: an http or https address.
     std::optional<std::string> targetUri;
+    /// A PEM file of the certificate authorities that vouch for the target, instead of the system's. One that cannot be
+    /// read raises; it cannot stand beside an HTTP client of the host's own.
+    std::optional<std::string> certificateAuthorities;
     std::optional<std::string> appKey;
     std::optional<std::string> appVersion;
 
@@ -88,9 +91,9 @@ class Analytics {
 
     // ---- Settings ----
 
-    /// Applies the options. The first call must come before any other operation if it sets the folder, the main queue,
-    /// the log sink or the platform, because those are fixed from then on; setting one of them later raises. Further
-    /// calls change the other settings.
+    /// Applies the options. The first call must come before any other operation if it sets the folder, the
+    /// certificate authorities, the main queue, the log sink or the platform, because those are fixed from then on;
+    /// setting one of them later raises. Further calls change the other settings.
     static void configure(const AnalyticsOptions& options);
     /// The member profile, by names such as "mbr", "memberLvl", "gender", "age", "uvp1", "userId"; null clears a value.
     static void setProfile(const Dictionary& values);

@@ -2,6 +2,7 @@
 // Runs on the host's thread.
 
 #include "harvelstone/api/Analytics.hpp"
+#include "harvelstone/platform/CurlHttpClient.hpp"
 #include "harvelstone/platform/HostRunLoop.hpp"
 #include "harvelstone/services/HarvelstoneCore.hpp"
 #include "harvelstone/services/ProfileManager.hpp"
@@ -59,8 +60,9 @@ class LogToHost final : public platform::Log {
 
 bool setsMachine(const AnalyticsOptions& options) {
     const auto& platform = options.platform;
-    return options.documentsFolder || options.debugLog || platform.clock || platform.fileSystem ||
-           platform.httpClient || platform.mainQueue || platform.workers || platform.device || platform.log;
+    return options.documentsFolder || options.certificateAuthorities || options.debugLog || platform.clock ||
+           platform.fileSystem || platform.httpClient || platform.mainQueue || platform.workers || platform.device ||
+           platform.log;
 }
 
 platform::Platform machineFor(const AnalyticsOptions& options) {
@@ -69,6 +71,9 @@ platform::Platform machineFor(const AnalyticsOptions& options) {
         auto device = machine.device ? machine.device : std::make_shared<platform::PosixDevice>();
         machine.device = std::make_shared<DeviceWithFolder>(std::move(device), *options.documentsFolder);
     }
+    if (options.certificateAuthorities)
+        machine.httpClient = std::make_shared<platform::CurlHttpClient>(
+            platform::CurlSettings{.limits = {}, .certificateAuthorities = *options.certificateAuthorities});
     if (options.debugLog) {
         auto log = machine.log ? machine.log : std::make_shared<platform::StandardErrorLog>();
         machine.log = std::make_shared<LogToHost>(std::move(log), options.debugLog);
@@ -87,6 +92,11 @@ void check(const AnalyticsOptions& options) {
         throw InvalidArgumentException("visitTimeout must be above zero");
     if (options.documentsFolder && options.documentsFolder->empty())
         throw InvalidArgumentException("documentsFolder is empty");
+    if (options.certificateAuthorities && options.certificateAuthorities->empty())
+        throw InvalidArgumentException("certificateAuthorities is empty");
+    if (options.certificateAuthorities && options.platform.httpClient)
+        throw InvalidArgumentException(
+            "certificateAuthorities belongs to the default HTTP client, not to the host's own");
 }
 
 template <typename T>

@@ -18,6 +18,7 @@
 #include "harvelstone/platform/ExitGuard.hpp"
 #include "harvelstone/platform/HttpExchange.hpp"
 #include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/OpenSockets.hpp"
 #include "harvelstone/platform/http_url.hpp"
 
 namespace harvelstone::platform {
@@ -26,16 +27,11 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-struct EndEasy {
-    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+template <auto end>
+struct Ended {
+    void operator()(auto* object) const { end(object); }
 };
-struct EndMulti {
-    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
-};
-struct FreeList {
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
-};
-using HeaderLines = std::unique_ptr<curl_slist, FreeList>;
+using HeaderLines = std::unique_ptr<curl_slist, Ended<curl_slist_free_all>>;
 
 /// Sets libcurl up for the process, once.
 void prepareLibrary() {
@@ -80,6 +76,16 @@ int seekBody(void* exchange, curl_off_t offset, int origin) {
     return isStart && exchangeOf(exchange).rewindBody() ? CURL_SEEKFUNC_OK : CURL_SEEKFUNC_FAIL;
 }
 
+curl_socket_t openSocket(void* sockets, curlsocktype /*purpose*/, curl_sockaddr* address) {
+    try {
+        return static_cast<OpenSockets*>(sockets)->open(address->family, address->socktype, address->protocol);
+    } catch (const std::bad_alloc&) {
+        return CURL_SOCKET_BAD;
+    }
+}
+
+int closeSocket(void* sockets, curl_socket_t socket) { return static_cast<OpenSockets*>(sockets)->close(socket); }
+
 /// libcurl ends the transfer when not all the bytes were taken.
 std::size_t taken(std::size_t size, bool goesOn) { return goesOn ? size : 0; }
 
@@ -98,8 +104,9 @@ HttpOutcome failed(HttpResponse response, std::string reason) {
 }  // namespace
 
 struct CurlConnection::Handles {
-    std::unique_ptr<CURLM, EndMulti> multi{curl_multi_init()};
-    std::unique_ptr<CURL, EndEasy> easy{curl_easy_init()};
+    OpenSockets sockets;  // gone after the connections
+    std::unique_ptr<CURLM, Ended<curl_multi_cleanup>> multi{curl_multi_init()};
+    std::unique_ptr<CURL, Ended<curl_easy_cleanup>> easy{curl_easy_init()};
     pid_t process = getpid();
     bool keepsOldVersion = false;  ///< the kept connection leads to a server of HTTP/1.0
 
@@ -201,6 +208,10 @@ class CurlConnection::Transfer {
         set(CURLOPT_WRITEFUNCTION, &takeData);
         set(CURLOPT_WRITEDATA, &exchange_);
         set(CURLOPT_ERRORBUFFER, errorText_.data());
+        set(CURLOPT_OPENSOCKETFUNCTION, &openSocket);
+        set(CURLOPT_OPENSOCKETDATA, &handles_.sockets);
+        set(CURLOPT_CLOSESOCKETFUNCTION, &closeSocket);
+        set(CURLOPT_CLOSESOCKETDATA, &handles_.sockets);
     }
 
     CURLcode drive() const;
@@ -247,11 +258,17 @@ HttpOutcome CurlConnection::Transfer::run() {
 
 CurlConnection::CurlConnection() {
     prepareLibrary();
+    open();
+}
+
+CurlConnection::~CurlConnection() { close(); }
+
+void CurlConnection::open() {
     handles_ = std::make_unique<Handles>();
     if (!handles_->multi || !handles_->easy) throw std::bad_alloc();
 }
 
-CurlConnection::~CurlConnection() {
+void CurlConnection::close() {
     const ExitGuard guard([] {});
     const bool canClose = !guard.isExiting() && handles_->process == getpid();
     if (!canClose) Handles::leaveOpen(std::move(handles_));
@@ -260,6 +277,12 @@ CurlConnection::~CurlConnection() {
 
 HttpOutcome CurlConnection::perform(const HttpRequest& request, const CurlSettings& settings) {
     const BlockedBrokenPipe blocked;  // TLS writes with plain `write`
+    // Its end, or words that would be taken for the answer to this request: servers say one more thing before they end
+    // a connection that was idle for long.
+    if (handles_->sockets.haveInput()) {
+        close();
+        open();
+    }
     const auto end = steady_clock::now() + settings.limits.total;
     auto url = request.url;
     for (int redirects = 0;; ++redirects) {

@@ -32,6 +32,10 @@ class CurlConnection {
   private:
     class Transfer;
     struct Handles;
+
+    void open();
+    void close();
+
     std::unique_ptr<Handles> handles_;
 };
 

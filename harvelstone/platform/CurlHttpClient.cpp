@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <exception>
 #include <fmt/format.h>
+#include <fstream>
 #include <mutex>
+#include <sstream>
 #include <string_view>
 #include <unistd.h>
 #include <utility>
@@ -43,6 +45,17 @@ void check(const HttpRequest& request) {
             throw InvalidArgumentException(fmt::format("the header {} holds a control character", header.name));
     }
     static_cast<void>(declaredLength(request));  // raises if it cannot be read
+}
+
+void checkAuthorities(const std::string& path) {
+    if (path.empty()) return;
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    if (!file || !(text << file.rdbuf()))
+        throw InvalidArgumentException(fmt::format("the file of certificate authorities \"{}\" cannot be read", path));
+    if (text.view().find("-----BEGIN ") == std::string_view::npos)
+        throw InvalidArgumentException(
+            fmt::format("the file of certificate authorities \"{}\" holds no certificate", path));
 }
 
 }  // namespace
@@ -98,7 +111,10 @@ class CurlHttpClient::Pool {
     pid_t process_ = getpid();
 };
 
-CurlHttpClient::CurlHttpClient(CurlSettings settings) : pool_(std::make_shared<Pool>(std::move(settings))) {}
+CurlHttpClient::CurlHttpClient(CurlSettings settings) {
+    checkAuthorities(settings.certificateAuthorities);
+    pool_ = std::make_shared<Pool>(std::move(settings));
+}
 
 CurlHttpClient::~CurlHttpClient() = default;
 

@@ -29,7 +29,9 @@ struct HttpLimits {
 
 struct CurlSettings {
     HttpLimits limits;
-    /// A PEM file of the authorities that a server's certificate may come from; empty: those of the system.
+    /// A PEM file of the authorities that a server's certificate may come from, instead of the system's; empty: those
+    /// of the system. One that cannot be read, or holds no certificate, raises InvalidArgumentException when the client
+    /// is made: every request would fail for it.
     std::string certificateAuthorities;
 };
 

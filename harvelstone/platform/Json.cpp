@@ -97,9 +97,9 @@ class Reader {
             case ondemand::json_type::boolean:
                 return readScalar(source.get_bool(), value);
             case ondemand::json_type::null:
-                return isNull(source.is_null());
+                break;
         }
-        return false;
+        return isNull(source.is_null());
     }
 
     template <typename OpenContainer, typename Source, typename Container>

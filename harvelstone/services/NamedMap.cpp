@@ -26,8 +26,6 @@ using platform::SyncPolicy;
 
 namespace {
 
-bool isMissing(const std::error_code& error) { return error == std::errc::no_such_file_or_directory; }
-
 /// Opens the file that a commit writes, making the folder when it is gone, and room when something else has its name.
 Result<std::unique_ptr<platform::File>> openTemporary(const std::string& path, LaterLines& lines) {
     auto& fileSystem = *Platform::current().fileSystem;

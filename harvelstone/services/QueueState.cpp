@@ -113,7 +113,7 @@ QueueState::Hold QueueState::hold(LaterLines& lines) {
     constexpr int attempts = 3;  // one more each time that a foreign file had to leave the path
     for (int attempt = 0; attempt < attempts; ++attempt) {
         auto file = Platform::current().fileSystem->open(path_, OpenMode::Append);
-        if (!file && file.error() == std::errc::no_such_file_or_directory) {
+        if (!file && isMissing(file.error())) {
             forgetFile();
             return Hold::noFile;
         }

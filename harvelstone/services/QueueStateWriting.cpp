@@ -103,7 +103,7 @@ Result<void> QueueState::write(std::string_view frames, LaterLines& lines) {
         }
         written = file.error();
         if (isNoFile(file.error()) && setAside(name_, "no file", lines)) continue;
-        if (file.error() != std::errc::no_such_file_or_directory) return written;
+        if (!isMissing(file.error())) return written;
         written = writeToNewFile(frames, lines);
         if (written || written.error() != std::errc::file_exists) return written;
     }
@@ -113,8 +113,7 @@ Result<void> QueueState::write(std::string_view frames, LaterLines& lines) {
 Result<void> QueueState::writeToNewFile(std::string_view frames, LaterLines& lines) {
     auto& fileSystem = *Platform::current().fileSystem;
     auto file = fileSystem.open(path_, OpenMode::Create);
-    if (!file && file.error() == std::errc::no_such_file_or_directory && ensureStorageFolder(lines))
-        file = fileSystem.open(path_, OpenMode::Create);
+    if (!file && isMissing(file.error()) && ensureStorageFolder(lines)) file = fileSystem.open(path_, OpenMode::Create);
     if (!file) return file.error();
     forgetFile();
     noteFolderChange();
@@ -192,7 +191,7 @@ Result<void> QueueState::lock(File& file) {
 
 bool QueueState::isStillAtPath(File& file) {
     auto there = Platform::current().fileSystem->open(path_, OpenMode::Read);
-    if (!there) return there.error() != std::errc::no_such_file_or_directory;
+    if (!there) return !isMissing(there.error()) && !isNoFile(there.error());
     const auto ours = readAt(file, 0, queue_format::headerSize);
     const auto theirs = readAt(**there, 0, queue_format::headerSize);
     return !ours || !theirs || *ours == *theirs;

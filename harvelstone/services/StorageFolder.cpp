@@ -126,13 +126,17 @@ platform::Result<void> setAside(std::string_view name, std::string_view what, La
     auto corruptPath = corruptFilePath(name, seconds);
     while (platform.fileSystem->exists(corruptPath)) corruptPath = corruptFilePath(name, ++seconds);
     const auto moved = platform.fileSystem->rename(storedFilePath(name), corruptPath);
-    if (!moved && moved.error() != std::errc::no_such_file_or_directory) return moved;
+    if (!moved && !isMissing(moved.error())) return moved;
     lines.add(fmt::format("DEBUG_HARVELSTONE_STORE : {} is {}, set aside as {}", storedFileName(name), what,
                           corruptPath.substr(storageFolder().size())));
     // At once: the new file must not take the name before the old one has left it.
     noteFolderChange();
     syncStorageFolder(lines);
     return {};
+}
+
+bool isMissing(const std::error_code& error) {
+    return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory;
 }
 
 bool isNoFile(const std::error_code& error) {

@@ -48,6 +48,9 @@ bool ensureStorageFolder(LaterLines& lines);
 /// error, which is not logged, it stays where it was.
 platform::Result<void> setAside(std::string_view name, std::string_view what, LaterLines& lines);
 
+/// Whether something could not be opened because nothing has its name.
+bool isMissing(const std::error_code& error);
+
 /// Whether something could not be opened or replaced because it is no file of ours: a link, which is never followed, a
 /// folder, a pipe, a device. It never will be one, so it is set aside.
 bool isNoFile(const std::error_code& error);

@@ -10,8 +10,8 @@
 /// The file of a map: one JSON object in UTF-8, described in docs/storage.md. These functions change no file.
 namespace harvelstone::map_format {
 
-/// A longer file is not read, a longer text not written.
-inline constexpr std::uint64_t longestFile = 256U << 20U;
+/// A longer file is not read, a longer text not written: reading takes up to ten times as much memory.
+inline constexpr std::uint64_t longestFile = 64U << 20U;
 
 struct MapContents {
     Dictionary values;

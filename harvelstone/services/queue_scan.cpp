@@ -23,6 +23,11 @@ namespace {
 /// How much of a payload is asked for first; then it is doubled, so that a length that promises much costs little.
 constexpr std::size_t firstPayloadPart = 4096;
 
+/// Not empty. Compares the bytes with their own neighbours, which is faster than looking at each.
+bool isZero(std::string_view bytes) {
+    return bytes.front() == '\0' && bytes.substr(1) == bytes.substr(0, bytes.size() - 1);
+}
+
 bool isBeginningOf(std::string_view text, std::string_view whole) {
     return text.substr(0, whole.size()) == whole.substr(0, text.size());
 }
@@ -124,7 +129,7 @@ Result<bool> QueueScanner::isZeroToTheEnd(std::uint64_t position) {
         auto bytes = source_.at(position, 1);
         if (!bytes) return bytes.error();
         if (bytes->empty()) return true;
-        if (bytes->find_first_not_of('\0') != std::string_view::npos) return false;
+        if (!isZero(*bytes)) return false;
         position += bytes->size();
     }
 }

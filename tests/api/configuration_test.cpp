@@ -1,13 +1,17 @@
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "harvelstone/api/Analytics.hpp"
 #include "harvelstone/document/DocumentManager.hpp"
+#include "harvelstone/platform/CurlHttpClient.hpp"
 #include "harvelstone/services/BSDebugger.hpp"
 #include "harvelstone/services/HarvelstoneCore.hpp"
 #include "harvelstone/services/StorageFolder.hpp"
 
+#include "tests/support/LoopbackServer.hpp"
 #include "tests/support/ServicesFixture.hpp"
+#include "tests/support/TlsFront.hpp"
 
 namespace harvelstone {
 namespace {
@@ -97,6 +101,46 @@ TEST_F(Configure, SettingsMayComeAfterTheFirstUse) {
 TEST_F(Configure, ASecondFolderIsRefused) {
     Analytics::configure(options);
     EXPECT_THAT(reasonOfConfigure(), HasSubstr("already"));
+}
+
+TEST_F(Configure, TheCertificateAuthoritiesVouchForTheTarget) {
+    const testing::CertificateAuthority authority;
+    testing::LoopbackServer server;
+    const testing::TlsFront front(authority.issue(), server.port());
+    const auto file = documents.path() + "/authorities.pem";
+    std::ofstream(file) << authority.certificate();
+    options.targetUri = front.url();
+    options.certificateAuthorities = file;
+    Analytics::configure(options);
+    Analytics::installReferrer({});
+
+    EXPECT_EQ(Analytics::flush(std::chrono::seconds(20)).documentsSent, 1U);
+    EXPECT_EQ(server.waitForRequests(1).size(), 1U);
+    EXPECT_THAT(reasonOfConfigure(), HasSubstr("already")) << "fixed from the first call on";
+}
+
+TEST_F(Configure, WithoutTheAuthoritiesOfTheTargetNothingIsSentToIt) {
+    const testing::CertificateAuthority authority;
+    testing::LoopbackServer server;
+    const testing::TlsFront front(authority.issue(), server.port());
+    options.targetUri = front.url();
+    Analytics::configure(options);
+    Analytics::installReferrer({});
+
+    const auto receipt = Analytics::flush(std::chrono::seconds(20));
+
+    EXPECT_EQ(receipt.documentsSent, 0U);
+    EXPECT_EQ(receipt.documentsDropped.at("transport_failed"), 1U);
+    EXPECT_TRUE(server.requests().empty());
+}
+
+TEST_F(Configure, SaysWhatIsWrongWithTheAuthorities) {
+    options.certificateAuthorities = "";
+    EXPECT_THAT(reasonOfConfigure(), HasSubstr("certificateAuthorities is empty"));
+    options.certificateAuthorities = documents.path() + "/none.pem";
+    EXPECT_THAT(reasonOfConfigure(), HasSubstr("none.pem\" cannot be read"));
+    options.platform.httpClient = std::make_shared<platform::CurlHttpClient>();
+    EXPECT_THAT(reasonOfConfigure(), HasSubstr("default HTTP client"));
 }
 
 TEST_F(Configure, SaysWhichOptionIsWrong) {

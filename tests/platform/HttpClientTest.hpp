@@ -11,7 +11,7 @@
 #include "harvelstone/platform/CurlHttpClient.hpp"
 #include "harvelstone/platform/WorkerThreads.hpp"
 
-#include "tests/platform/LoopbackServer.hpp"
+#include "tests/support/LoopbackServer.hpp"
 
 namespace harvelstone::testing {
 

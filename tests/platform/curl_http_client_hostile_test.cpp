@@ -2,8 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <zlib.h>
 
 #include "tests/platform/HttpClientTest.hpp"
+#include "tests/support/peak_memory.hpp"
 
 /// The client against servers that are broken or mean harm: each request ends, in time, with the memory bounded.
 namespace harvelstone::testing {
@@ -268,10 +270,76 @@ TEST_F(HostileServer, ThatAnswersBeforeItReadsTheBodyIsHeard) {
     }
 }
 
+/// Someone else's answer must never be taken for that of the next request.
+TEST_F(HostileServer, ThatSaysMoreThanItAnnouncedIsHeardOnceAndTheRestIsNoAnswer) {
+    const auto forged = answerText("200 OK", "forged");
+    for (const auto& first : {answerText("200 OK", "first") + forged, answerText("204 No Content", "") + forged}) {
+        server_.setScript({[&](WireConnection& connection) {
+                               connection.readBody();
+                               connection.send(first);
+                           },
+                           answers("200 OK", "second")});
+        send(post("abc"));
+
+        EXPECT_EQ(send(post("abc")).data, "second");
+        client_ = std::make_unique<platform::CurlHttpClient>();
+    }
+}
+
+TEST_F(HostileServer, ThatSaysMoreAfterItsAnswerWasTakenIsNotHeard) {
+    std::promise<void> isAnswered;
+    server_.setScript({[&](WireConnection& connection) {
+                           connection.readBody();
+                           connection.send(answerText("200 OK", "first"));
+                           isAnswered.get_future().wait();
+                           connection.send(answerText("200 OK", "forged"));
+                       },
+                       answers("200 OK", "second")});
+    ASSERT_EQ(send(post("abc")).data, "first");
+    isAnswered.set_value();
+    ASSERT_EQ(server_.waitForRequests(1).size(), 1U) << "the forged answer waits in the kept connection";
+
+    EXPECT_EQ(send(post("abc")).data, "second");
+}
+
+/// gzip of a thousand times as many zeros, as a coding of the transfer, which the client undoes unasked.
+TEST_F(HostileServer, WithABombForABodyIsCutOff) {
+    std::string bomb(1U << 20U, '\0');
+    z_stream stream{};
+    std::string zeros(64U << 20U, '\0');
+    ASSERT_EQ(deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY), Z_OK);
+    stream.next_in = reinterpret_cast<Bytef*>(zeros.data());
+    stream.avail_in = static_cast<uInt>(zeros.size());
+    stream.next_out = reinterpret_cast<Bytef*>(bomb.data());
+    stream.avail_out = static_cast<uInt>(bomb.size());
+    ASSERT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
+    bomb.resize(stream.total_out);
+    deflateEnd(&stream);
+    server_.setScript({sendsAndCloses("HTTP/1.1 200 OK\r\nTransfer-Encoding: gzip\r\n\r\n" + bomb)});
+
+    Outcome outcome;
+    const auto peak = memoryPeakDuring([&] { outcome = send(post("abc")); });
+
+    EXPECT_EQ(outcome.data, std::nullopt);
+    EXPECT_LT(peak, 16U << 20U);
+}
+
+TEST_F(HostileServer, IsNotNeededForARequestThatTheLibraryRefuses) {
+    auto request = post("abc");
+    request.method = std::string(9'000'000, 'A');
+
+    expectFailure(send(request), "libcurl option");
+    EXPECT_EQ(server_.connectionCount(), 0);
+    expectRecovery();
+}
+
 /// A body stream whose reading goes wrong half-way.
 class BrokenStream final : public platform::BodyStream {
   public:
+    explicit BrokenStream(bool isForeign) : isForeign_(isForeign) {}
+
     std::size_t read(std::span<char> buffer) override {
+        if (isStarted_ && isForeign_) throw 7;
         if (isStarted_) throw std::runtime_error("the disk is gone");
         isStarted_ = true;
         buffer[0] = 'x';
@@ -280,14 +348,17 @@ class BrokenStream final : public platform::BodyStream {
     void rewind() override { isStarted_ = false; }
 
   private:
+    const bool isForeign_;  // raises what is no exception of the library's
     bool isStarted_ = false;
 };
 
 TEST_F(HostileServer, IsNotNeededForABodyStreamToRaise) {
     auto request = post("");
-    request.body = std::make_shared<BrokenStream>();
-
+    request.body = std::make_shared<BrokenStream>(/*isForeign=*/false);
     expectFailure(send(request), "the disk is gone");
+
+    request.body = std::make_shared<BrokenStream>(/*isForeign=*/true);
+    expectFailure(send(request), "an exception of an unknown kind");
     expectRecovery();
 }
 

@@ -87,6 +87,19 @@ TEST_F(CurlHttpClient, SendsAGetWithoutBody) {
     EXPECT_EQ(sent.header("Transfer-Encoding"), std::nullopt);
 }
 
+TEST_F(CurlHttpClient, ExpectsNoBodyAfterAHead) {
+    platform::HttpRequest request;
+    request.url = server_.url();
+    request.method = "HEAD";
+    server_.setScript({sendsAndCloses("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n")});
+
+    const auto outcome = send(request);
+
+    EXPECT_EQ(outcome.data, "");
+    EXPECT_FALSE(outcome.error);
+    EXPECT_EQ(server_.waitForRequests(1).at(0).requestLine(), "HEAD / HTTP/1.1");
+}
+
 TEST_F(CurlHttpClient, GivesTheAnswerWhateverItsStatus) {
     for (const char* status : {"200 OK", "204 No Content", "404 Not Found", "500 Internal Server Error", "599 Odd"}) {
         SCOPED_TRACE(status);

@@ -12,7 +12,7 @@
 #include "harvelstone/platform/ExitGuard.hpp"
 #include "harvelstone/platform/WorkerThreads.hpp"
 
-#include "tests/platform/LoopbackServer.hpp"
+#include "tests/support/LoopbackServer.hpp"
 
 namespace harvelstone::testing {
 namespace {

@@ -85,8 +85,8 @@ TEST(StoragePage, ShowsAMapAsItIsReadAndWritten) {
 TEST(StoragePage, NamesTheLimits) {
     EXPECT_EQ(queue_format::longestPayload, 16'777'215U);
     EXPECT_THAT(page(), HasSubstr("so at most 16,777,215"));
-    EXPECT_EQ(map_format::longestFile, 256U << 20U);
-    EXPECT_THAT(page(), HasSubstr("at most 256 MiB"));
+    EXPECT_EQ(map_format::longestFile, 64U << 20U);
+    EXPECT_THAT(page(), HasSubstr("at most 64 MiB"));
     EXPECT_EQ(platform::storedJsonDepthLimit, 1024U);
     EXPECT_THAT(page(), HasSubstr("Values nest at most 1024 containers deep"));
 }

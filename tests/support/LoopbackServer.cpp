@@ -1,4 +1,4 @@
-#include "tests/platform/LoopbackServer.hpp"
+#include "tests/support/LoopbackServer.hpp"
 
 #include <arpa/inet.h>
 #include <array>
