@@ -88,13 +88,19 @@ void removeLater(DocumentManager& manager, std::string documentId) {
                        documentId = std::move(documentId)] { manager.removeSentDocument(documentId); });
 }
 
+/// A list of up to so many ids is stored at each retirement. Of a longer one that would take hours, because each time
+/// all that is left is written; it is stored again when a fifth of it has gone. A crash in between loses nothing: the
+/// documents retired since are looked at once more.
+constexpr std::size_t longestShortList = 100;
+constexpr std::size_t fifths = 5;
+
+bool isStoreDue(std::size_t rest, std::size_t retiredSince) {
+    return rest <= longestShortList || fifths * retiredSince >= rest + retiredSince;
+}
+
 }  // namespace
 
 /// A run of passes, one after another for as long as each retires its document.
-///
-/// The pending list is stored after the first step and then once, at the end of the run, because storing a list of n
-/// ids at each of n retirements would take hours for a long one. A crash in between loses nothing: the same ids are
-/// retired again after it.
 class DocumentManager::SendRun {
   public:
     /// What a step leads to.
@@ -143,16 +149,14 @@ class DocumentManager::SendRun {
         auto next = Next::stop;
         try {
             next = (this->*firstStep)();
-            // At once: the document may have been uploaded just now, and a crash must not send it again.
-            storeNames();
             while (next == Next::pass) next = pass();
         } catch (...) {
-            storeNames();
+            storeOwedNames();
             throw;
         }
         // Whatever the passes put is on disk by now: a crash during the upload sends the document again, with its
         // attempts counted.
-        storeNames();
+        storeOwedNames();
         return next;
     }
 
@@ -205,7 +209,7 @@ class DocumentManager::SendRun {
                 "DEBUG_HARVELSTONE_sendAsynchronousRequest : nextSendDocument->documentNamelist.size == 0  ");
             return Next::stop;
         }
-        owesNames_ = true;
+        storeNames(rest->size());
         recordFate(*head, fate);
         removeLater(manager_, *std::move(head));
         return rest->empty() ? startAfresh() : Next::pass;
@@ -223,13 +227,20 @@ class DocumentManager::SendRun {
         return Next::stop;
     }
 
-    void storeNames() {
-        if (std::exchange(owesNames_, false)) storeDocumentNames();
+    /// The first time in any case: that document may have been uploaded just now, and a crash must not send it again.
+    void storeNames(std::size_t rest) {
+        ++owedRetirements_;
+        if (!std::exchange(hasStoredNames_, true) || isStoreDue(rest, owedRetirements_)) storeOwedNames();
+    }
+
+    void storeOwedNames() {
+        if (std::exchange(owedRetirements_, 0) > 0) storeDocumentNames();
     }
 
     DocumentManager& manager_;
     const Fate fateOfHead_;
-    bool owesNames_ = false;
+    bool hasStoredNames_ = false;
+    std::size_t owedRetirements_ = 0;  // since the list was stored
     std::string json_;
     std::optional<Value> targetUri_;
 };

@@ -5,6 +5,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -23,6 +24,22 @@
 namespace harvelstone::testing {
 
 inline constexpr const char* target = "http://collector.test/documents";
+
+/// Hands each debug line to the test as it is logged, then to the log behind.
+class WatchingLog final : public platform::Log {
+  public:
+    WatchingLog(std::shared_ptr<platform::Log> inner, std::function<void(std::string_view)> watch)
+        : inner_(std::move(inner)), watch_(std::move(watch)) {}
+    void platformLine(std::string_view line) noexcept override { inner_->platformLine(line); }
+    void debugLine(std::string_view line) noexcept override {
+        watch_(line);
+        inner_->debugLine(line);
+    }
+
+  private:
+    std::shared_ptr<platform::Log> inner_;
+    std::function<void(std::string_view)> watch_;
+};
 
 /// What an app sets before its first start, and the end of the start-up hold.
 inline void configureApp() {
@@ -102,6 +119,14 @@ class SendingTest : public DocumentTest {
     /// What a pass logs first about the list and its head.
     std::string listLine() const { return "documetNameList : " + nlohmann::json(pendingIds()).dump(); }
     static std::string idLine(const std::string& id) { return "DocumentManager.sendDocument(documentID) : " + id; }
+
+    /// From now on the call is made at each line that starts so, before the line is written.
+    void atLine(std::string start, std::function<void()> call) {
+        platform::Platform::current().log = std::make_shared<WatchingLog>(
+            machine.log, [start = std::move(start), call = std::move(call)](std::string_view line) {
+                if (line.starts_with(start)) call();
+            });
+    }
 
     /// From now on the clock raises an exception of its own kind at each reading.
     static void breakClock() {

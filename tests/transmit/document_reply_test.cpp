@@ -8,23 +8,13 @@ using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
+constexpr const char* replyTag = "DEBUG_HARVELSTONE_JSON[SERVER->SDK]";
 constexpr const char* nilLine = "DEBUG_HARVELSTONE_JSON[SERVER->SDK] jsonDict is nil";
 constexpr const char* repeatLine =
     "DEBUG_HARVELSTONE_sendAsynchronousRequest ( failCheck == TRUE ) : an Exception occurred";
 constexpr const char* caughtLine =
     "DEBUG_HARVELSTONE_sendAsynchronousRequest ( failCheck CATCH BLOCK ) : an Exception occurred.";
 constexpr const char* skipLine = "DEBUG_HARVELSTONE_SENDDOCUMENT skip by documentNameList size is zero. ";
-
-/// Hands each debug line to the test as it is logged.
-class WatchingLog final : public platform::Log {
-  public:
-    explicit WatchingLog(std::function<void(std::string_view)> watch) : watch_(std::move(watch)) {}
-    void platformLine(std::string_view) noexcept override {}
-    void debugLine(std::string_view line) noexcept override { watch_(line); }
-
-  private:
-    std::function<void(std::string_view)> watch_;
-};
 
 class DocumentReply : public SendingTest {
   protected:
@@ -78,10 +68,29 @@ TEST_F(DocumentReply, TheLockIsClearedFirst) {
     EXPECT_EQ(retiredAs(Fate::sent), 1U);
 }
 
+TEST_F(DocumentReply, TheLockIsClearedBeforeTheReplyIsLookedAt) {
+    for (const auto& body : {std::optional<std::string>("{}"), std::optional<std::string>("[]"), {}}) {
+        addNewVisit();
+        sendLock = true;
+        atLine("", [] { EXPECT_FALSE(sendLock); });
+        answer(body);
+        EXPECT_FALSE(sendLock);
+    }
+}
+
 TEST_F(DocumentReply, TheLockIsClearedForARepeatToo) {
     sendLock = true;
     answer(R"({"retry":true})");
     EXPECT_FALSE(sendLock);
+}
+
+TEST_F(DocumentReply, TheReplyIsLoggedBeforeItsInstructionsAreFollowed) {
+    bool isExceededAtTheLine = true;
+    atLine(replyTag, [&] { isExceededAtTheLine = Tracker::sharedInstance().FLAG_OF_TrafficLimitExceeded; });
+    answer(R"({"traffic_limit_exceeded":true})");
+
+    EXPECT_FALSE(isExceededAtTheLine);
+    EXPECT_TRUE(Tracker::sharedInstance().FLAG_OF_TrafficLimitExceeded);
 }
 
 // ---- The server's time ----
@@ -98,9 +107,7 @@ TEST_F(DocumentReply, TheServersTimeIsKeptEvenWhenARepeatIsAskedFor) {
 
 TEST_F(DocumentReply, TheServersTimeIsKeptBeforeTheReplyIsLogged) {
     std::optional<Value> timeAtTheLine;
-    platform::Platform::current().log = std::make_shared<WatchingLog>([&](std::string_view line) {
-        if (line.starts_with("DEBUG_HARVELSTONE_JSON[SERVER->SDK]")) timeAtTheLine = serverTime();
-    });
+    atLine(replyTag, [&] { timeAtTheLine = serverTime(); });
     answer(R"({"visit_new_server_time": 5})");
     EXPECT_EQ(timeAtTheLine, Value(5));
 }
@@ -137,6 +144,15 @@ TEST_F(DocumentReply, ARepeatKeepsTheDocumentAndRunsASecondLaterOnTheSameQueue) 
     EXPECT_EQ(sentCount(), 2U);
     EXPECT_EQ(attempts(id), Value(2));
     EXPECT_EQ(uploadsUnderWay(), 1U);
+}
+
+TEST_F(DocumentReply, ARepeatIsLoggedBeforeItIsScheduled) {
+    std::size_t scheduledAtTheLine = 1;
+    atLine(repeatLine, [&] { scheduledAtTheLine = machine.workers->queues.back()->pendingDelays().size(); });
+    answer(R"({"retry":true})");
+
+    EXPECT_EQ(scheduledAtTheLine, 0U);
+    EXPECT_THAT(machine.workers->queues.back()->pendingDelays(), SizeIs(1));
 }
 
 TEST_F(DocumentReply, ARepeatLeavesThePostbackReferrer) {
@@ -227,6 +243,12 @@ TEST_F(DocumentReply, ThePostbackReferrerIsRemovedAfterAnyOtherReply) {
     HarvelstonePostback::sharedInstance().setPostbackReferrer("partner");
     answer("{}");
     EXPECT_FALSE(hasReferrer());
+}
+
+TEST_F(DocumentReply, ThePostbackReferrerIsRemovedBeforeTheListRefills) {
+    HarvelstonePostback::sharedInstance().setPostbackReferrer("partner");
+    answer("{}");
+    EXPECT_FALSE(section(*head(), TrackType::TYPE_POSTBACK()).contains("referrer"));
 }
 
 TEST_F(DocumentReply, AnErrorOfAnotherKindPassesOnAndTheDocumentStays) {

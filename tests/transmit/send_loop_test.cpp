@@ -18,6 +18,17 @@ constexpr const char* skipLine = "DEBUG_HARVELSTONE_SENDDOCUMENT skip by documen
 constexpr const char* exceptionLine = "DEBUG_HARVELSTONE_JSON : an Exception occurred.";
 constexpr double hour = 3600;
 
+/// A loop that only tells the test of each task that is scheduled on it.
+class HookedRunLoop final : public platform::RunLoop {
+  public:
+    explicit HookedRunLoop(std::function<void()> scheduled) : scheduled_(std::move(scheduled)) {}
+    void post(platform::Task /*task*/) override { scheduled_(); }
+    void callAfter(platform::Seconds /*delay*/, platform::Task /*task*/) override { scheduled_(); }
+
+  private:
+    std::function<void()> scheduled_;
+};
+
 class SendLoop : public SendingTest {
   protected:
     static std::uint64_t retiredAs(Fate fate) { return fateCounts()[fate]; }
@@ -63,6 +74,28 @@ TEST_F(SendLoop, TheLineSaysThreeWhateverTheLimit) {
 
     EXPECT_THAT(linesOfAPass(), Contains("DEBUG_HARVELSTONE_JSON : this document retry count is more than 3. " + id));
     EXPECT_EQ(sentCount(), 1U);
+}
+
+TEST_F(SendLoop, TheAttemptIsCountedBeforeItIsFoundToBeTooMany) {
+    const auto id = headId();
+    document(id)->putInt(StaticValues::RETRY_COUNT(), 3);
+    std::optional<Value> attemptsAtTheLine;
+    atLine("DEBUG_HARVELSTONE_JSON : this document retry count", [&] { attemptsAtTheLine = attempts(id); });
+    send();
+
+    EXPECT_EQ(attemptsAtTheLine, Value(4));
+}
+
+TEST_F(SendLoop, CountAndLimitAreComparedWithTheirSigns) {
+    const auto id = headId();
+    document(id)->putInt(StaticValues::RETRY_COUNT(), -5);
+    send();
+    EXPECT_EQ(attempts(id), Value(-4));
+    EXPECT_EQ(sentCount(), 1U);
+
+    MAX_RETRY_COUNT_FOR_SENDDOCUMENT = -4;
+    send();
+    EXPECT_EQ(retiredAs(Fate::retriesExhausted), 1U);
 }
 
 TEST_F(SendLoop, AHigherLimitGivesMoreAttempts) {
@@ -178,6 +211,16 @@ TEST_F(SendLoop, AContinuedVisitWithNothingToReportIsRetiredUnsent) {
     EXPECT_EQ(lines[3], "DEBUG_HARVELSTONE_LOG : nextSendDocument Enter.");
     EXPECT_EQ(retiredAs(Fate::noConversionData), 1U);
     EXPECT_EQ(sentCount(), 0U);
+}
+
+TEST_F(SendLoop, ADocumentIsSavedBeforeItIsFoundToHaveNothingToReport) {
+    const auto id = headId();
+    makeHeadContinued();
+    nlohmann::json onDisk;
+    atLine("DEBUG_HARVELSTONE_sendAsynchronousRequest : this page", [&] { onDisk = fileOfMap(machine, id); });
+    send();
+
+    EXPECT_EQ(onDisk.at("retry_count"), 1);
 }
 
 TEST_F(SendLoop, ANewVisitWithNothingToReportIsSent) {
@@ -327,16 +370,54 @@ TEST_F(SendLoop, ARunOfDeadDocumentsEndsWithTheFirstLivingOne) {
     EXPECT_EQ(removalsUnderWay(), 4U);
 }
 
-TEST_F(SendLoop, ARunStoresTheListAfterItsFirstStepAndOnceBeforeItsUploadStarts) {
+TEST_F(SendLoop, TheListIsStoredAtEachRetirementBeforeTheNextPass) {
     expire(headId());
-    for (int i = 0; i < 20; ++i) expire(addNewVisit());
+    for (int i = 0; i < 3; ++i) expire(addNewVisit());
     const auto living = addNewVisit();
-    const auto files = recordFiles();
-    machine.http->onStart = [&] { EXPECT_THAT(idsOnDisk(machine), ElementsAre(living)); };
+    std::vector<std::size_t> onDisk;
+    atLine("documetNameList", [&] { onDisk.push_back(idsOnDisk(machine).size()); });
     send();
 
-    EXPECT_EQ(sentCount(), 1U);
-    EXPECT_EQ(std::ranges::count(files->committed, storedFilePath(StaticValues::DOCUMENT_DB_NAME())), 2);
+    EXPECT_THAT(onDisk, ElementsAre(5, 4, 3, 2, 1));
+    EXPECT_THAT(idsOnDisk(machine), ElementsAre(living));
+}
+
+TEST_F(SendLoop, TheListIsStoredBeforeTheRemovalIsScheduled) {
+    const auto next = addNewVisit();
+    std::vector<std::vector<std::string>> onDisk;
+    platform::Platform::current().mainQueue =
+        std::make_shared<HookedRunLoop>([&] { onDisk.push_back(idsOnDisk(machine)); });
+    manager().nextSendDocument();
+
+    EXPECT_THAT(onDisk, ElementsAre(std::vector{next}));
+}
+
+TEST_F(SendLoop, ALongListIsStoredAtTheFirstRetirementAndWheneverAFifthHasGone) {
+    std::vector<std::string> ids;
+    for (int i = 0; i < 200; ++i) ids.push_back("gone_" + std::to_string(i));
+    ids.push_back(headId());
+    documetNameList->store(DocumentNames(ids));
+    std::vector<std::size_t> onDisk;
+    const auto files = recordFiles();
+    atLine("documetNameList", [&] {
+        const auto size = idsOnDisk(machine).size();
+        if (onDisk.empty() || onDisk.back() != size) onDisk.push_back(size);
+    });
+    send();
+
+    EXPECT_THAT(std::vector(onDisk.begin(), onDisk.begin() + 7), ElementsAre(1, 200, 160, 128, 102, 100, 99));
+    EXPECT_EQ(onDisk.back(), 1U);
+    EXPECT_THAT(onDisk, SizeIs(5 + 100));
+}
+
+TEST_F(SendLoop, TheLastDocumentIsOffTheStoredListBeforeANewOneIsMade) {
+    send();
+    std::optional<std::vector<std::string>> onDisk;
+    atLine("DEBUG_HARVELSTONE_CONFIG : documentID", [&] { onDisk = idsOnDisk(machine); });
+    answer("{}");
+
+    ASSERT_TRUE(onDisk);
+    EXPECT_THAT(*onDisk, IsEmpty());
 }
 
 TEST_F(SendLoop, AnUploadedDocumentIsOffTheStoredListBeforeTheNextIsFilled) {
@@ -386,6 +467,7 @@ TEST_F(SendLoop, AnExceptionInThePassIsLoggedAndTheDocumentStays) {
 
     EXPECT_THAT(linesOfAPass(), ElementsAre(listLine(), idLine(id), exceptionLine));
     EXPECT_THAT(pendingIds(), ElementsAre(id));
+    EXPECT_FALSE(attempts(id));
     EXPECT_EQ(sentCount(), 0U);
 }
 
