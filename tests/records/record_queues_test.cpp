@@ -180,6 +180,21 @@ TEST_F(RecordQueues, WithoutAProductAGoalIsRefused) {
     EXPECT_THAT(goals(), IsEmpty());
 }
 
+TEST_F(RecordQueues, TheStoredGoalIsLookedAtBeforeProductAndCategory) {
+    (*documentDB)->putMutableArray(StaticValues::PARAM_G(), List{3});
+    EXPECT_THROW(manager().putGoal(), platform::RangeException);
+}
+
+TEST_F(RecordQueues, OfProductAndCategoryTheFirstThatIsMissingIsNamed) {
+    for (const auto* key : {&StaticValues::PARAM_PNC(), &StaticValues::PARAM_PNC_NM(), &StaticValues::PARAM_PNG(),
+                            &StaticValues::PARAM_PNG_NM()}) {
+        EXPECT_THAT(refusal([&] { manager().putGoal(); }), HasSubstr("\"" + *key + "\""));
+        (*documentDB)->putString(*key, "known");
+    }
+    EXPECT_NO_THROW(manager().putGoal());
+    EXPECT_THAT(goals(), SizeIs(1));
+}
+
 TEST_F(RecordQueues, AnAbsentProductNameIsStoredAsTheEmptyString) {
     setProductAndCategory();
     manager().setProduct("p-8", std::nullopt);
@@ -232,6 +247,7 @@ TEST_F(RecordQueues, ACampaignCarriesDateTypeNameValueAndReferrer) {
                                                           {StaticValues::PARAM_NAME(), "autumn"},
                                                           {StaticValues::PARAM_VALUE(), "v2"},
                                                           {StaticValues::PARAM_REFERER(), "newsletter"}})));
+    EXPECT_THAT(machine.log->lines(), IsEmpty());
 }
 
 TEST_F(RecordQueues, AnAbsentEventArgumentIsRefusedAndNothingIsRecorded) {
@@ -245,6 +261,10 @@ TEST_F(RecordQueues, AnAbsentEventArgumentIsRefusedAndNothingIsRecorded) {
 TEST_F(RecordQueues, AnAbsentCampaignArgumentIsRefusedAndNothingIsRecorded) {
     EXPECT_THAT(refusal([&] { manager().setCampaign(std::nullopt, "n", "v", "r"); }),
                 HasSubstr(StaticValues::PARAM_TYPE()));
+    EXPECT_THAT(refusal([&] { manager().setCampaign("t", std::nullopt, "v", "r"); }),
+                HasSubstr(StaticValues::PARAM_NAME()));
+    EXPECT_THAT(refusal([&] { manager().setCampaign("t", "n", std::nullopt, "r"); }),
+                HasSubstr(StaticValues::PARAM_VALUE()));
     EXPECT_THAT(refusal([&] { manager().setCampaign("t", "n", "v", std::nullopt); }),
                 HasSubstr(StaticValues::PARAM_REFERER()));
     EXPECT_THAT(campaigns(), IsEmpty());

@@ -1,7 +1,12 @@
+#include <algorithm>
+#include <atomic>
 #include <stdexcept>
+#include <thread>
+#include <utility>
 
 #include "harvelstone/services/HarvelstoneCore.hpp"
 #include "harvelstone/services/SessionManager.hpp"
+#include "harvelstone/services/StorageBatch.hpp"
 #include "harvelstone/services/TinyMap.hpp"
 
 #include "tests/support/DocumentTest.hpp"
@@ -135,6 +140,55 @@ TEST_F(VersionMarking, TheAppVersionIsFetchedAfreshForEachRecord) {
     manager().markVersionArr(records);
 
     EXPECT_THAT(records, ElementsAre(Value(stamped({}, "3.2"))));
+}
+
+TEST_F(VersionMarking, TheSectionsAreStampedInTheirOrderEachWithTheVersionOfThatMoment) {
+    const std::vector<const TypeConstant*> lists{&TrackType::TYPE_GOAL(), &TrackType::TYPE_REVENUE(),
+                                                 &TrackType::TYPE_PAGES(), &TrackType::TYPE_CLICK()};
+    for (const auto* type : lists) document()->putMutableArray(key(*type), {Dictionary{}});
+    document()->putDictionary(key(TrackType::TYPE_SESSION()), {{"sid", "S1"}});
+    document()->putDictionary(key(TrackType::TYPE_PUSH()), {{"message", "m-1"}});
+    setAppVersion(0);
+    const auto files = recordFiles();
+    int written = 0;  // sections, and none while the setting itself is written
+    files->beforeRename = [&, isSetting = false]() mutable {
+        if (std::exchange(isSetting, true)) return;
+        setAppVersion(++written);
+        isSetting = false;
+    };
+    manager().markVersionInfo(document());
+
+    const auto& versionKey = StaticValues::PARAM_AP_VR();
+    int expected = 0;
+    for (const auto* type : lists)
+        EXPECT_EQ(document()->getMutableArray(key(*type)).front().dictionary()->at(versionKey), Value(expected++));
+    EXPECT_EQ(section(*document(), TrackType::TYPE_SESSION()).at(versionKey), Value(expected++));
+    EXPECT_EQ(section(*document(), TrackType::TYPE_PUSH()).at(versionKey), Value(expected));
+}
+
+TEST_F(VersionMarking, TheRecordsOfOneListMayGetDifferentVersions) {
+    std::atomic<bool> isEnough = false;
+    std::thread host([&] {
+        for (int version = 0; !isEnough; ++version) setAppVersion(version);
+    });
+    const auto differs = [](const Value& one, const Value& other) { return one != other; };
+    for (int tries = 0; tries < 1000 && !isEnough; ++tries) {
+        List records(10'000, Dictionary{});
+        manager().markVersionArr(records);
+        isEnough = std::ranges::adjacent_find(records, differs) != records.end();
+    }
+    EXPECT_TRUE(isEnough.exchange(true));
+    host.join();
+}
+
+TEST_F(VersionMarking, MarkingLeavesTheSavingToItsCaller) {
+    document()->putDictionary(key(TrackType::TYPE_SESSION()), {{"sid", "S1"}});
+    const auto files = recordFiles();
+    const StorageBatch batch;
+    manager().markVersionInfo(document());
+    manager().markAppOpenFlag(document());
+
+    EXPECT_THAT(files->committed, IsEmpty());
 }
 
 TEST_F(VersionMarking, AFailureLeavesTheSectionsBeforeItStampedAndTheRestAlone) {
