@@ -1,0 +1,61 @@
+// What the guards of the replies let pass: with an error of another kind than the platform's, here of the memory.
+
+#include <cstdlib>
+#include <limits>
+#include <new>
+
+#include "tests/transmit/SendingTest.hpp"
+
+namespace {
+
+constexpr auto nothingIsRefused = std::numeric_limits<std::size_t>::max();
+
+/// Requests of so many bytes and more are refused on this thread.
+thread_local std::size_t refusedSize = nothingIsRefused;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    void* const memory = size < refusedSize ? std::malloc(size) : nullptr;
+    if (memory == nullptr) throw std::bad_alloc();
+    return memory;
+}
+
+void operator delete(void* memory) noexcept { std::free(memory); }
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+
+namespace harvelstone::testing {
+namespace {
+
+class OutOfMemory : public SendingTest {
+  protected:
+    /// Answers the newest request with a body that there is no memory to read.
+    void answerTooMuch() {
+        const std::optional<std::string> body = std::string(1'000'000, ' ');
+        refusedSize = body->size();
+        const auto complete = [&] { machine.http->complete(sentCount() - 1, {}, body, std::nullopt); };
+        EXPECT_THROW(complete(), std::bad_alloc);
+        refusedSize = nothingIsRefused;
+    }
+};
+
+TEST_F(OutOfMemory, TheReplyToADocumentPassesItOnAndTheDocumentStays) {
+    send();
+    machine.log->clear();
+    answerTooMuch();
+
+    EXPECT_THAT(pendingIds(), ::testing::SizeIs(1));
+    EXPECT_THAT(machine.log->lines(), ::testing::IsEmpty());
+}
+
+TEST_F(OutOfMemory, TheReplyToAnImmediateUploadPassesItOn) {
+    manager().sendClickDataImmediately({{"button", "buy"}});
+    machine.log->clear();
+    answerTooMuch();
+
+    EXPECT_THAT(machine.log->lines(), ::testing::IsEmpty());
+}
+
+}  // namespace
+}  // namespace harvelstone::testing
