@@ -1,3 +1,5 @@
+#include "harvelstone/services/TinyMap.hpp"
+
 #include "tests/housekeeping/HousekeepingTest.hpp"
 
 namespace harvelstone::testing {
@@ -73,6 +75,14 @@ TEST_F(SentDocumentRemoval, PrunesBeforeItDeletesAnythingOfTheDocument) {
     EXPECT_EQ(lines[2], "documentManager.deleteOldestJsonFile : " + path("old.Harvelstone"));
     EXPECT_EQ(files->removed.front(), path("old.Harvelstone"));
     EXPECT_EQ(lines[3], "DEBUG_HARVELSTONE_DELETE_FILE(deletePath) : deleted:" + path("S1_1.000000.Harvelstone"));
+}
+
+TEST_F(SentDocumentRemoval, TheMapStaysInMemory) {
+    const auto id = pendingIds().front();
+    manager().removeSentDocument(id);
+
+    EXPECT_FALSE(isThere(id + ".Harvelstone"));
+    EXPECT_TRUE(TinyMap::sharedInstance().get(id)->has(TrackType::TYPE_SESSION().typeValue()));
 }
 
 TEST_F(SentDocumentRemoval, AnExceptionEndsItWithOneLineAndTheRestStays) {

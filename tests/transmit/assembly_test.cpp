@@ -1,11 +1,14 @@
 // What goes into a document when it is first sent, and what is added at each attempt.
 
+#include <algorithm>
+
 #include "tests/transmit/SendingTest.hpp"
 
 namespace harvelstone::testing {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
@@ -40,6 +43,28 @@ TEST_F(Assembly, EachQueueFillsItsSectionWithStampedRecords) {
     EXPECT_EQ(uploadedSection(TrackType::TYPE_PUSH()), stamped({{"message", "m-1"}}));
     EXPECT_EQ(uploaded().at(StaticValues::RETRY_COUNT()), Value(1));
     EXPECT_EQ(uploadedSection(TrackType::TYPE_SESSION()).at(StaticValues::PARAM_SDK_VERSION()), Value("21.2.54"));
+}
+
+TEST_F(Assembly, TheQueuesAreTakenInTheirOrder) {
+    std::vector<std::string> paths;
+    for (const auto* prefix : {"goal_", "pages_", "click_", "revenue_", "push_"}) {
+        paths.push_back(storedFilePath(prefix + headId()));
+        queue(prefix, {{"a", 1}, {"b", 2}, {"c", 3}, {"d", 4}, {"e", 5}});
+    }
+    const auto files = recordFiles();
+    send();
+
+    std::erase_if(files->opened, [&](const auto& path) { return std::ranges::count(paths, path) == 0; });
+    files->opened.erase(std::unique(files->opened.begin(), files->opened.end()), files->opened.end());
+    EXPECT_THAT(files->opened, ElementsAreArray(paths));
+}
+
+TEST_F(Assembly, WithoutAnAppVersionTheDocumentGoesOutUnstamped) {
+    queue(StaticValues::GOAL_FILE_PREFIX(), {{"g3", 50}});
+    SessionManager::sharedInstance().configure({{"apVr", nullptr}});
+    send();
+
+    EXPECT_THAT(uploadedRecords(TrackType::TYPE_GOAL()), ElementsAre(Value(Dictionary{{"g3", 50}})));
 }
 
 TEST_F(Assembly, PagesAreMergedOnTheWay) {

@@ -99,6 +99,14 @@ TEST_F(ImmediateSends, TheSendLoopsGatesDoNotHold) {
     EXPECT_EQ(sentCount(), 1U);
 }
 
+TEST_F(ImmediateSends, TheTargetIsReadBeforeTheIdIsLogged) {
+    atLine("DEBUG_HARVELSTONE_CLICK_DATA send", [] {
+        SessionManager::sharedInstance().configure({{"targetUri", "http://later.test/"}});
+    });
+    linesOfAClick();
+    EXPECT_EQ(machine.http->requests.back().request.url, target);
+}
+
 // ---- What stops them ----
 
 TEST_F(ImmediateSends, WithoutANetworkTheRecordIsLost) {
@@ -224,6 +232,16 @@ TEST_F(ImmediateSends, TheReplyIsLoggedAndNothingElse) {
     EXPECT_EQ(BSConfig::sharedInstance().getPrefValue("visit_new_server_time"), std::nullopt);
     EXPECT_THAT(machine.workers->queues.back()->pendingDelays(), IsEmpty());
     EXPECT_EQ(uploadsUnderWay(), 0U);
+}
+
+TEST_F(ImmediateSends, TheReplyLeavesTheLockAndThePostbackReferrer) {
+    linesOfAClick();
+    HarvelstonePostback::sharedInstance().setPostbackReferrer("partner");
+    sendLock = true;
+    answer("{}");
+
+    EXPECT_TRUE(sendLock);
+    EXPECT_TRUE(HarvelstonePostback::sharedInstance().getPostbackJosn().contains("referrer"));
 }
 
 TEST_F(ImmediateSends, AGoalsReplyHasTheGoalsTag) {

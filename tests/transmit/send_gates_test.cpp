@@ -76,6 +76,16 @@ TEST_F(SendGates, TheFirstPassAfterTheHoldEndsTheWaitForGood) {
     EXPECT_EQ(sentCount(), 2U);
 }
 
+TEST_F(SendGates, TheWaitIsEndedBeforeThatIsLogged) {
+    beginHold();
+    machine.clock->advance(31);
+    bool isSetAtTheLine = false;
+    atLine(holdOverLine, [&] { isSetAtTheLine = ProfileManager::sharedInstance().isInstallReferrerSet(); });
+    send();
+
+    EXPECT_TRUE(isSetAtTheLine);
+}
+
 TEST_F(SendGates, AnInstallReferrerEndsTheHoldAtOnce) {
     beginHold();
     endHold();
@@ -178,17 +188,17 @@ TEST_F(SendGates, ThePassStopsAtTheFirstOfAllGatesShut) {
     EXPECT_EQ(linesOfAPass().front(), "documetNameList : []");
 }
 
-TEST_F(SendGates, ATargetThatChangesDuringThePassCountsForTheNext) {
-    const auto files = recordFiles();
-    files->beforeRename = [&files] {
-        files->beforeRename = nullptr;
-        SessionManager::sharedInstance().configure({{"targetUri", "http://later.test/"}});
+TEST_F(SendGates, TheTargetIsReadAfterTheListIsLoggedAndBeforeItsHead) {
+    const auto setTarget = [](const std::string& uri) {
+        return [uri] { SessionManager::sharedInstance().configure({{"targetUri", uri}}); };
     };
+    atLine("documetNameList", setTarget("http://at.the.list/"));
     send();
+    atLine("DocumentManager.sendDocument", setTarget("http://at.the.head/"));
     send();
 
-    EXPECT_EQ(machine.http->requests[0].request.url, target);
-    EXPECT_EQ(machine.http->requests[1].request.url, "http://later.test/");
+    EXPECT_EQ(machine.http->requests[0].request.url, "http://at.the.list/");
+    EXPECT_EQ(machine.http->requests[1].request.url, "http://at.the.list/");
 }
 
 TEST_F(SendGates, AnEmptySessionIsNoticedBeforeItsAge) {
@@ -219,6 +229,17 @@ TEST_F(SendGates, TheAttemptsAreLookedAtBeforeTheContentAndTheTraffic) {
 
     EXPECT_EQ(fateCounts()[Fate::retriesExhausted], 1U);
     EXPECT_EQ(fateCounts().retired(), 1U);
+}
+
+TEST_F(SendGates, TheTrafficIsLookedAtBeforeAppOpenFlagAndCustomPushAreTaken) {
+    Tracker::sharedInstance().FLAG_OF_TrafficLimitExceeded = true;
+    HarvelstoneCore::setAppOpenFlag(true);
+    Tracker::sharedInstance().setCustomPushMapData(Dictionary{{"message", "custom"}});
+    send();
+
+    EXPECT_EQ(fateCounts()[Fate::trafficLimit], 1U);
+    EXPECT_TRUE(HarvelstoneCore::getAppOpenFlag());
+    EXPECT_NE(Tracker::sharedInstance().customPushMapData(), std::nullopt);
 }
 
 TEST_F(SendGates, TheContentIsLookedAtBeforeTheTraffic) {
