@@ -20,10 +20,12 @@ namespace {
 
 DocumentManager& manager() { return DocumentManager::sharedInstance(); }
 
-/// The record as it is queued: its date first, which the host's own replaces.
+/// The record as it is queued: its date first, which the host's own replaces. A short page record without one could not
+/// be folded, and would take the other records of its document with it.
 Dictionary datedRecord(const Dictionary& record) {
     Dictionary dated = record;
-    dated.try_emplace(StaticValues::PARAM_VT_TZ(), BSUtil::getCurrentDateString());
+    auto& date = dated[StaticValues::PARAM_VT_TZ()];
+    if (date.isNull()) date = BSUtil::getCurrentDateString();
     return dated;
 }
 

@@ -86,6 +86,12 @@ TEST_F(AnalyticsTest, KeepsTheDateThatAPageRecordBrings) {
     EXPECT_EQ(onlyRecord(StaticValues::PAGES_FILE_PREFIX()).at(StaticValues::PARAM_VT_TZ()), Value("yesterday"));
 }
 
+TEST_F(AnalyticsTest, ADateThatIsNullIsNone) {
+    Analytics::pageRecord({{StaticValues::PARAM_VT_TZ(), nullptr}});
+
+    EXPECT_NE(onlyRecord(StaticValues::PAGES_FILE_PREFIX()).at(StaticValues::PARAM_VT_TZ()).string(), nullptr);
+}
+
 TEST_F(AnalyticsTest, APageRaisesThePageViewCount) {
     Analytics::page("home");
     Analytics::pageRecord({});
