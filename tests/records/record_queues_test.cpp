@@ -129,6 +129,13 @@ TEST_F(RecordQueues, AGoalPairOfOneNumberRaisesARangeExceptionAndRecordsNothing)
     EXPECT_THAT(goals(), IsEmpty());
 }
 
+TEST_F(RecordQueues, BothNumbersAreReadBeforeTheFirstIsLookedAt) {
+    setProductAndCategory();
+    (*documentDB)->putMutableArray(StaticValues::PARAM_G(), List{nullptr});
+
+    EXPECT_THROW(manager().putGoal(), platform::RangeException);
+}
+
 TEST_F(RecordQueues, AnEmptyGoalPairRaisesARangeException) {
     setProductAndCategory();
     (*documentDB)->putMutableArray(StaticValues::PARAM_G(), List{});

@@ -172,7 +172,7 @@ TEST_F(VersionMarking, TheRecordsOfOneListMayGetDifferentVersions) {
         for (int version = 0; !isEnough; ++version) setAppVersion(version);
     });
     const auto differs = [](const Value& one, const Value& other) { return one != other; };
-    for (int tries = 0; tries < 1000 && !isEnough; ++tries) {
+    for (int tries = 0; tries < 200 && !isEnough; ++tries) {
         List records(10'000, Dictionary{});
         manager().markVersionArr(records);
         isEnough = std::ranges::adjacent_find(records, differs) != records.end();

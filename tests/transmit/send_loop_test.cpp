@@ -217,10 +217,16 @@ TEST_F(SendLoop, ADocumentIsSavedBeforeItIsFoundToHaveNothingToReport) {
     const auto id = headId();
     makeHeadContinued();
     nlohmann::json onDisk;
-    atLine("DEBUG_HARVELSTONE_sendAsynchronousRequest : this page", [&] { onDisk = fileOfMap(machine, id); });
+    std::vector<std::string> committed;
+    const auto files = recordFiles();
+    atLine("DEBUG_HARVELSTONE_sendAsynchronousRequest : this page", [&] {
+        onDisk = fileOfMap(machine, id);
+        committed = files->committed;
+    });
     send();
 
     EXPECT_EQ(onDisk.at("retry_count"), 1);
+    EXPECT_THAT(committed, ElementsAre(storedFilePath(id)));  // once, with all its sections
 }
 
 TEST_F(SendLoop, ANewVisitWithNothingToReportIsSent) {
@@ -408,6 +414,23 @@ TEST_F(SendLoop, ALongListIsStoredAtTheFirstRetirementAndWheneverAFifthHasGone) 
     EXPECT_THAT(std::vector(onDisk.begin(), onDisk.begin() + 7), ElementsAre(1, 200, 160, 128, 102, 100, 99));
     EXPECT_EQ(onDisk.back(), 1U);
     EXPECT_THAT(onDisk, SizeIs(5 + 100));
+}
+
+TEST_F(SendLoop, WhereverTheRunThroughALongListEndsTheListIsStored) {
+    const auto living = headId();
+    const auto listOf = [](std::vector<std::string> first) {
+        first.resize(200, "more");
+        return DocumentNames(first);
+    };
+    documetNameList->store(listOf({"gone_1", "gone_2", "gone_3", living}));
+    machine.http->onStart = [&] { EXPECT_EQ(idsOnDisk(machine), pendingIds()); };
+    send();
+    EXPECT_EQ(headId(), living);
+
+    documetNameList->store(listOf({"gone_4", "gone_5", "gone_6", ".."}));  // no name of a document
+    EXPECT_EQ(linesOfAPass().back(), exceptionLine);
+    EXPECT_EQ(headId(), "..");
+    EXPECT_EQ(idsOnDisk(machine), pendingIds());
 }
 
 TEST_F(SendLoop, TheLastDocumentIsOffTheStoredListBeforeANewOneIsMade) {
