@@ -18,13 +18,8 @@ List pendingIds() {
 }
 
 Dictionary dropped() {
-    Dictionary byReason;
-    const auto counts = fateCounts();
-    for (std::size_t i = 0; i < fateCount; ++i) {
-        const auto fate = static_cast<Fate>(i);
-        if (fate != Fate::sent && counts[fate] != 0) byReason.emplace(fateName(fate), counts[fate]);
-    }
-    return byReason;
+    const auto byReason = fateCounts().dropped();
+    return {byReason.begin(), byReason.end()};
 }
 
 Dictionary uploadCounts(const std::vector<Upload>& uploads) {

@@ -8,6 +8,7 @@
 #include "harvelstone/document/DocumentManager.hpp"
 #include "harvelstone/document/Fate.hpp"
 #include "harvelstone/document/OutstandingWork.hpp"
+#include "harvelstone/document/current_ledger.hpp"
 #include "harvelstone/services/BSUtil.hpp"
 #include "harvelstone/services/HarvelstoneCore.hpp"
 #include "harvelstone/services/QueueFile.hpp"
@@ -51,16 +52,6 @@ void queueRecord(const std::string& prefix, const Dictionary& record) {
 
 void requireText(std::string_view text, std::string_view what) {
     if (text.empty()) throw platform::InvalidArgumentException(std::string(what) + " is empty");
-}
-
-std::map<std::string, std::uint64_t> droppedBetween(const FateCounts& before, const FateCounts& after) {
-    std::map<std::string, std::uint64_t> dropped;
-    for (std::size_t i = 0; i < fateCount; ++i) {
-        const auto fate = static_cast<Fate>(i);
-        const auto count = after[fate] - before[fate];
-        if (fate != Fate::sent && count != 0) dropped.emplace(fateName(fate), count);
-    }
-    return dropped;
 }
 
 }  // namespace
@@ -149,11 +140,16 @@ FlushReceipt Analytics::flush(std::chrono::milliseconds deadline) {
     manager().sendDocument();
     FlushReceipt receipt;
     receipt.complete = OutstandingWork::waitUntilNone(OutstandingWork::Kind::upload, deadline);
-    const auto after = fateCounts();
-    receipt.documentsSent = after[Fate::sent] - before[Fate::sent];
-    receipt.documentsDropped = droppedBetween(before, after);
+    const auto counts = fateCounts() - before;
+    receipt.documentsSent = counts[Fate::sent];
+    receipt.documentsDropped = counts.dropped();
     receipt.documentsStillStored = documetNameList->load()->size();
     return receipt;
+}
+
+Ledger Analytics::ledger() {
+    static_cast<void>(manager());  // restores what earlier lives counted
+    return currentLedger();
 }
 
 }  // namespace harvelstone

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "harvelstone/document/Ledger.hpp"
 #include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/platform/Platform.hpp"
 #include "harvelstone/platform/Value.hpp"
@@ -152,6 +153,11 @@ class Analytics {
     /// Sends and waits until no upload is under way or the deadline has passed. Do not call it from a task of the main
     /// queue.
     static FlushReceipt flush(std::chrono::milliseconds deadline);
+
+    /// What became of every document and every record so far, earlier lives of the app included. Exact when nothing is
+    /// under way; what other threads do meanwhile may be missing in part. Reads every queue file that is stored, so it
+    /// is for tests and support, not for each frame.
+    static Ledger ledger();
 
     /// Runs what is due on the main queue, for a host that pumps it; returns at once. Always on the same thread.
     static void runMainQueue();

@@ -27,6 +27,7 @@
 #include <string>
 #include <vector>
 
+#include "harvelstone/document/DocumentAccount.hpp"
 #include "harvelstone/document/Fate.hpp"
 #include "harvelstone/platform/HttpClient.hpp"
 #include "harvelstone/platform/NeverDestroyed.hpp"
@@ -43,28 +44,33 @@ namespace harvelstone {
 // It exists once a process, is shared by every operation and outlives any one call. No operation locks it: scalars are
 // atomic, the list is an immutable state that is swapped whole, so no pass is ever kept out by another.
 
-/// Ids of the documents that wait to be sent, oldest first; the last is the newest document's.
+/// Ids of the documents that wait to be sent, oldest first; the last is the newest document's. With them goes the
+/// account of all documents, so that no state of the list is ever without its own.
 class DocumentNames {
   public:
-    DocumentNames() : names_(std::make_shared<const std::vector<std::string>>()) {}
-    explicit DocumentNames(std::vector<std::string> names)
-        : names_(std::make_shared<const std::vector<std::string>>(std::move(names))) {}
+    DocumentNames() : DocumentNames(std::vector<std::string>()) {}
+    /// Documents that no account knows: they count as created.
+    explicit DocumentNames(std::vector<std::string> names);
+    DocumentNames(std::vector<std::string> names, DocumentAccount account);
 
     bool empty() const { return size() == 0; }
     std::size_t size() const { return names_->size() - first_; }
     /// Raises platform::RangeException outside the list.
     const std::string& at(std::size_t index) const;
 
+    /// A document was created.
     DocumentNames withAppended(std::string name) const;
-    /// Shares the names with this list, so that a long list is retired without copying it each time. Raises
-    /// platform::RangeException when the list is empty.
-    DocumentNames withoutFirst() const;
+    /// The oldest document has met its fate. Shares the names with this list, so that a long list is retired without
+    /// copying it each time. Raises platform::RangeException when the list is empty.
+    DocumentNames withoutFirst(Fate fate) const;
 
     List asList() const;
+    const DocumentAccount& account() const { return account_; }
 
   private:
     std::shared_ptr<const std::vector<std::string>> names_;
     std::size_t first_ = 0;
+    DocumentAccount account_;
 };
 
 /// The end of the start-up hold, seconds since 1970: 30 seconds after the manager was made.

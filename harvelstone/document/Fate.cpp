@@ -2,6 +2,7 @@
 
 #include "harvelstone/document/Fate.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <numeric>
 #include <utility>
@@ -39,6 +40,21 @@ std::string_view fateName(Fate fate) {
 }
 
 std::uint64_t FateCounts::retired() const { return std::accumulate(byFate.begin(), byFate.end(), std::uint64_t{0}); }
+
+std::map<std::string, std::uint64_t> FateCounts::dropped() const {
+    std::map<std::string, std::uint64_t> byName;
+    for (std::size_t i = 0; i < fateCount; ++i) {
+        const auto fate = static_cast<Fate>(i);
+        if (fate != Fate::sent && byFate[i] != 0) byName.emplace(fateName(fate), byFate[i]);
+    }
+    return byName;
+}
+
+FateCounts FateCounts::operator-(const FateCounts& earlier) const {
+    FateCounts difference;
+    std::transform(byFate.begin(), byFate.end(), earlier.byFate.begin(), difference.byFate.begin(), std::minus<>());
+    return difference;
+}
 
 FateCounts fateCounts() {
     FateCounts counts;

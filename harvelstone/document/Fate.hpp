@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -23,14 +24,23 @@ inline constexpr std::size_t fateCount = 7;
 /// "sent", "transport_failed", ...: the name in receipts and tables.
 std::string_view fateName(Fate fate);
 
-/// Documents by fate since the process started.
+/// Documents by fate.
 struct FateCounts {
     std::array<std::uint64_t, fateCount> byFate{};
 
     std::uint64_t operator[](Fate fate) const { return byFate[static_cast<std::size_t>(fate)]; }
+    std::uint64_t& operator[](Fate fate) { return byFate[static_cast<std::size_t>(fate)]; }
+    /// All of them, the sent ones too.
     std::uint64_t retired() const;
+    /// Those that were not sent, by the name of their fate; fates that did not occur are left out.
+    std::map<std::string, std::uint64_t> dropped() const;
+
+    /// What was counted since the earlier count.
+    FateCounts operator-(const FateCounts& earlier) const;
+    friend bool operator==(const FateCounts&, const FateCounts&) = default;
 };
 
+/// The counts since the process started.
 FateCounts fateCounts();
 
 /// Counts a document that has left the list. Any thread.

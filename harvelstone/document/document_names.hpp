@@ -2,13 +2,18 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "harvelstone/services/NamedMap.hpp"
 
 namespace harvelstone {
 
-/// Stores the pending list in the document DB map under DOCUMENT_TARGET_NAME. When another thread changes the list
+/// The key of the account in the document DB map.
+inline constexpr std::string_view ledgerKey = "Ledger";
+
+/// Stores the pending list in the document DB map under DOCUMENT_TARGET_NAME, and its account under `ledgerKey`, with
+/// one put: no commit ever holds the one without the other. When another thread changes the list
 /// meanwhile, the later state is stored last, so that list and store agree once both have returned.
 void storeDocumentNames();
 

@@ -1,5 +1,6 @@
-// The one manager and its start-up. Reads the pending list from the document DB map under DOCUMENT_TARGET_NAME; what
-// the first document writes is said in creation.cpp. Runs on the thread of the first caller, under the class lock.
+// The one manager and its start-up. Reads the pending list and its account from the document DB map under
+// DOCUMENT_TARGET_NAME and "Ledger"; what the first document writes is said in creation.cpp. Runs on the thread of the
+// first caller, under the class lock.
 
 #include <fmt/format.h>
 #include <mutex>
@@ -31,7 +32,10 @@ bool restoreNames() {
     // The line's words do not fit the branch: it says "zero" whenever there is a list. Kept so on purpose.
     if (stored) BSDebugger::log("DEBUG_HARVELSTONE_CONFIG : documentDB->DOCUMENT_TARGET_NAME size is zero. ");
     const bool wasStored = stored.has_value();
-    documetNameList->store(DocumentNames(std::move(stored).value_or(std::vector<std::string>())));
+    auto names = std::move(stored).value_or(std::vector<std::string>());
+    auto account = readStoredAccount((*documentDB)->get(ledgerKey));
+    documetNameList->store(account ? DocumentNames(std::move(names), *std::move(account))
+                                   : DocumentNames(std::move(names)));
     return wasStored;
 }
 

@@ -1,5 +1,6 @@
 // The component's process-wide variables and the pending list's own operations. Nothing here reads or writes a store
-// but `storeDocumentNames`, which puts the list into the document DB map under DOCUMENT_TARGET_NAME. Any thread.
+// but `storeDocumentNames`, which puts the list and its account into the document DB map under DOCUMENT_TARGET_NAME and
+// "Ledger". Any thread.
 
 #include <fmt/format.h>
 #include <string>
@@ -25,6 +26,13 @@ constinit platform::NeverDestroyed<platform::Snapshot<std::shared_ptr<NamedMap>>
 constinit std::atomic<std::int64_t> MAX_LEFE_TIME_JSONFILE{3};
 constinit std::atomic<std::int64_t> MAX_RETRY_COUNT_FOR_SENDDOCUMENT{3};
 
+DocumentNames::DocumentNames(std::vector<std::string> names) : DocumentNames(std::move(names), {}) {
+    account_.created = size();
+}
+
+DocumentNames::DocumentNames(std::vector<std::string> names, DocumentAccount account)
+    : names_(std::make_shared<const std::vector<std::string>>(std::move(names))), account_(std::move(account)) {}
+
 const std::string& DocumentNames::at(std::size_t index) const {
     if (index >= size())
         throw platform::RangeException(
@@ -37,13 +45,16 @@ DocumentNames DocumentNames::withAppended(std::string name) const {
     names.reserve(size() + 1);
     for (std::size_t i = 0; i < size(); ++i) names.push_back(at(i));
     names.push_back(std::move(name));
-    return DocumentNames(std::move(names));
+    auto account = account_;
+    ++account.created;
+    return {std::move(names), std::move(account)};
 }
 
-DocumentNames DocumentNames::withoutFirst() const {
+DocumentNames DocumentNames::withoutFirst(Fate fate) const {
     if (empty()) throw platform::RangeException("there is no first document in an empty pending list");
     DocumentNames rest = *this;
     ++rest.first_;
+    ++rest.account_.retired[fate];
     return rest;
 }
 
@@ -71,7 +82,10 @@ std::optional<std::vector<std::string>> storedDocumentNames(const NamedMap& db) 
 void storeDocumentNames() {
     auto stored = documetNameList->load();
     for (;;) {
-        (*documentDB)->putMutableArray(*DOCUMENT_TARGET_NAME, stored ? stored->asList() : List());
+        const auto& names = stored ? *stored : DocumentNames();
+        (*documentDB)
+            ->putAll(
+                {{*DOCUMENT_TARGET_NAME, names.asList()}, {std::string(ledgerKey), storedAccount(names.account())}});
         auto now = documetNameList->load();
         if (now == stored) return;
         stored = std::move(now);

@@ -130,15 +130,25 @@ void NamedMap::putString(std::string_view key, std::optional<std::string> value)
 }
 
 void NamedMap::put(std::string_view key, Value value) {
-    if (nestingDepth(value) > maximumNestingDepth)
-        throw platform::InvalidArgumentException(fmt::format("the value for the key \"{}\" is nested too deep", key));
-    const Value sound(key);  // a key's bad bytes are repaired like any text's
+    Dictionary member;
+    member.emplace(key, std::move(value));
+    putAll(std::move(member));
+}
+
+void NamedMap::putAll(Dictionary members) {
+    for (const auto& [key, value] : members)
+        if (nestingDepth(value) > maximumNestingDepth)
+            throw platform::InvalidArgumentException(
+                fmt::format("the value for the key \"{}\" is nested too deep", key));
     const StorageBatch scope;
     LaterLines lines;
     {
         const std::lock_guard lock(valuesMutex_);
         loadLocked(lines);
-        values_.insert_or_assign(*sound.string(), std::move(value));
+        for (auto& [key, value] : members) {
+            const Value sound(key);  // a key's bad bytes are repaired like any text's
+            values_.insert_or_assign(*sound.string(), std::move(value));
+        }
         ++version_;
     }
     storage_batch::touch(shared_from_this());

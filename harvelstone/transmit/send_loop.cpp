@@ -200,9 +200,9 @@ class DocumentManager::SendRun {
 
     Next retireHead(Fate fate) {
         std::optional<std::string> head;
-        const auto rest = documetNameList->update([&head](const DocumentNames& names) {
+        const auto rest = documetNameList->update([&](const DocumentNames& names) {
             head = names.empty() ? std::nullopt : std::optional(names.at(0));
-            return head ? names.withoutFirst() : names;
+            return head ? names.withoutFirst(fate) : names;
         });
         if (!head) {
             BSDebugger::log(

@@ -28,7 +28,7 @@ TEST(DocumentNames, AppendsAtTheEndAndLeavesTheOriginalAsItWas) {
 
 TEST(DocumentNames, LosesItsFirstAndLeavesTheOriginalAsItWas) {
     const DocumentNames before({"a", "b"});
-    const auto after = before.withoutFirst();
+    const auto after = before.withoutFirst(Fate::sent);
 
     EXPECT_EQ(after.asList(), List{"b"});
     EXPECT_EQ(after.at(0), "b");
@@ -39,25 +39,25 @@ TEST(DocumentNames, LosesItsFirstAndLeavesTheOriginalAsItWas) {
 TEST(DocumentNames, SharesItsTextsWithTheListWithoutTheFirst) {
     const DocumentNames before({"a", "b"});
 
-    EXPECT_EQ(&before.withoutFirst().at(0), &before.at(1));
+    EXPECT_EQ(&before.withoutFirst(Fate::sent).at(0), &before.at(1));
 }
 
 TEST(DocumentNames, AppendsBehindAListThatLostItsFirst) {
-    EXPECT_EQ(DocumentNames({"a", "b"}).withoutFirst().withAppended("c").asList(), (List{"b", "c"}));
-    EXPECT_EQ(DocumentNames({"a"}).withoutFirst().withAppended("c").asList(), List{"c"});
+    EXPECT_EQ(DocumentNames({"a", "b"}).withoutFirst(Fate::sent).withAppended("c").asList(), (List{"b", "c"}));
+    EXPECT_EQ(DocumentNames({"a"}).withoutFirst(Fate::sent).withAppended("c").asList(), List{"c"});
 }
 
 TEST(DocumentNames, RaisesOutsideItsRange) {
     const DocumentNames names({"a", "b"});
 
     EXPECT_THROW(static_cast<void>(names.at(2)), platform::RangeException);
-    EXPECT_THROW(static_cast<void>(names.withoutFirst().at(1)), platform::RangeException);
+    EXPECT_THROW(static_cast<void>(names.withoutFirst(Fate::sent).at(1)), platform::RangeException);
     EXPECT_THROW(static_cast<void>(DocumentNames().at(0)), platform::RangeException);
     EXPECT_THROW(static_cast<void>(DocumentNames().at(static_cast<std::size_t>(-1))), platform::RangeException);
 }
 
 TEST(DocumentNames, AnEmptyListHasNoFirstToLose) {
-    EXPECT_THROW(DocumentNames().withoutFirst(), platform::RangeException);
+    EXPECT_THROW(DocumentNames().withoutFirst(Fate::sent), platform::RangeException);
 }
 
 class StoredNames : public DocumentTest {

@@ -143,7 +143,7 @@ TEST_F(Registry, WithoutAStoredIdTheNewestIsTheEmptyText) {
 TEST_F(Registry, TheNewestIdInMemoryIsTheLastOfTheList) {
     documetNameList->store(DocumentNames({"a", "b"}));
     EXPECT_EQ(manager().getLaistDocId(), "b");
-    documetNameList->store(DocumentNames({"a", "b", "c"}).withoutFirst().withoutFirst());
+    documetNameList->store(DocumentNames({"a", "b", "c"}).withoutFirst(Fate::sent).withoutFirst(Fate::sent));
     EXPECT_EQ(manager().getLaistDocId(), "c");
 }
 

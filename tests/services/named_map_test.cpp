@@ -50,6 +50,19 @@ TEST_F(NamedMapTest, SurvivesARestartWithoutASave) {
     EXPECT_EQ(map("m")->get("double"), Value(42.0)) << "a double stays a double";
 }
 
+TEST_F(NamedMapTest, PutsSeveralMembersInOneCommit) {
+    map("m")->putInt("a", 1);
+    disk->clear();
+    map("m")->putAll({{"a", 2}, {"b", "two"}});
+    EXPECT_EQ(machine.readFile("m.Harvelstone"), R"({"a":2,"b":"two"})");
+    EXPECT_EQ(disk->count("rename"), 1U);
+}
+
+TEST_F(NamedMapTest, PutsNoneOfSeveralMembersWhenOneIsRefused) {
+    EXPECT_THROW(map("m")->putAll({{"a", 2}, {"b", nested(maximumNestingDepth + 1)}}), InvalidArgumentException);
+    EXPECT_FALSE(map("m")->has("a"));
+}
+
 TEST_F(NamedMapTest, StoresOneJsonObject) {
     map("m")->putInt("b", 2);
     map("m")->putMutableArray("a", {nullptr, true});
