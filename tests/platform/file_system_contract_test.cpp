@@ -1,6 +1,6 @@
 // What the file system in memory promises like the real one: each test runs on both.
 
-#include <algorithm>
+#include <chrono>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
@@ -19,6 +19,9 @@ using platform::File;
 using platform::OpenMode;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
+
+constexpr std::chrono::milliseconds noWait{0};
+constexpr std::chrono::minutes longWait{1};
 
 std::span<const std::byte> bytesOf(std::string_view text) { return std::as_bytes(std::span(text)); }
 
@@ -171,10 +174,10 @@ TYPED_TEST(FileSystemContract, EachFileHasItsDateAndSize) {
 TYPED_TEST(FileSystemContract, ALockKeepsEveryOtherHolderOut) {
     const auto first = this->open("a", OpenMode::Create);
     const auto second = this->open("a", OpenMode::Append);
-    ASSERT_TRUE(first->lock());
-    ASSERT_TRUE(first->lock());
+    ASSERT_TRUE(first->lock(noWait));
+    ASSERT_TRUE(first->lock(noWait));
     std::thread other([&] {
-        EXPECT_TRUE(second->lock());
+        EXPECT_TRUE(second->lock(longWait));
         EXPECT_TRUE(second->append(bytesOf("2")));
     });
     EXPECT_TRUE(first->append(bytesOf("1")));
@@ -183,12 +186,20 @@ TYPED_TEST(FileSystemContract, ALockKeepsEveryOtherHolderOut) {
     EXPECT_EQ(this->content("a"), "12");
 }
 
+TYPED_TEST(FileSystemContract, ALockThatIsHeldIsWaitedForOnlySoLong) {
+    const auto first = this->open("a", OpenMode::Create);
+    const auto second = this->open("a", OpenMode::Append);
+    ASSERT_TRUE(first->lock(noWait));
+    EXPECT_EQ(second->lock(noWait).error(), std::errc::device_or_resource_busy);
+    EXPECT_EQ(second->lock(std::chrono::milliseconds(5)).error(), std::errc::device_or_resource_busy);
+}
+
 TYPED_TEST(FileSystemContract, ClosingGivesTheLockBack) {
     auto first = this->open("a", OpenMode::Create);
     const auto second = this->open("a", OpenMode::Append);
-    ASSERT_TRUE(first->lock());
+    ASSERT_TRUE(first->lock(noWait));
     first.reset();
-    EXPECT_TRUE(second->lock());
+    EXPECT_TRUE(second->lock(noWait));
 }
 
 TYPED_TEST(FileSystemContract, AFolderCanBeSynced) {

@@ -77,11 +77,12 @@ class MemoryFileSystem::OpenFile final : public File {
         return std::uint64_t{system_.disk_.file(file_).content.size()};
     }
 
-    Result<void> lock() override {
+    Result<void> lock(std::chrono::milliseconds longestWait) override {
         if (auto fault = system_.begin("lock", path_)) return fault->error;
         std::unique_lock guard(system_.mutex_);
         auto& holders = system_.lockHolders_;
-        system_.unlocked_.wait(guard, [&] { return !holders.contains(file_) || holders.at(file_) == this; });
+        const auto isFree = [&] { return !holders.contains(file_) || holders.at(file_) == this; };
+        if (!system_.unlocked_.wait_for(guard, longestWait, isFree)) return errorOf(std::errc::device_or_resource_busy);
         holders[file_] = this;
         return {};
     }
