@@ -16,9 +16,14 @@ thread_local std::size_t refusedSize = nothingIsRefused;
 }  // namespace
 
 void* operator new(std::size_t size) {
-    void* const memory = size < refusedSize ? std::malloc(size) : nullptr;
+    void* const memory = operator new(size, std::nothrow);
     if (memory == nullptr) throw std::bad_alloc();
     return memory;
+}
+
+// This one, too: the address sanitizer would take it for its own, and object to memory that is given back to ours.
+void* operator new(std::size_t size, const std::nothrow_t& /*unused*/) noexcept {
+    return size < refusedSize ? std::malloc(size) : nullptr;
 }
 
 void operator delete(void* memory) noexcept { std::free(memory); }
