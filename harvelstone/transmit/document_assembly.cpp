@@ -24,13 +24,14 @@ bool isNewVisit(const Dictionary& session) { return findValue(session, StaticVal
 void fillFromQueues(DocumentManager& manager, NamedMap& document, const std::string& documentId) {
     const auto queue = [&](const std::string& prefix) { return manager.getQueue(prefix, documentId); };
     auto goals = queue(StaticValues::GOAL_FILE_PREFIX());
-    const auto pages = queue(StaticValues::PAGES_FILE_PREFIX());
+    // Merged at once: pages that cannot be merged leave the queues behind them untouched.
+    auto pages = manager.mergePages(queue(StaticValues::PAGES_FILE_PREFIX()));
     auto clicks = queue(StaticValues::CLICK_FILE_PREFIX());
     auto revenues = queue(StaticValues::REVENUE_FILE_PREFIX());
     auto pushes = queue(StaticValues::PUSH_FILE_PREFIX());
     if (!storage_batch::keepsWhatItRead()) throw platform::Exception("a queue of the document cannot be read now");
     document.putMutableArray(TrackType::TYPE_GOAL().typeValue(), std::move(goals));
-    document.putMutableArray(TrackType::TYPE_PAGES().typeValue(), manager.mergePages(pages));
+    document.putMutableArray(TrackType::TYPE_PAGES().typeValue(), std::move(pages));
     document.putMutableArray(TrackType::TYPE_CLICK().typeValue(), std::move(clicks));
     document.putMutableArray(TrackType::TYPE_REVENUE().typeValue(), std::move(revenues));
     if (!pushes.empty())

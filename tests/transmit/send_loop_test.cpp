@@ -494,6 +494,22 @@ TEST_F(SendLoop, AnExceptionInThePassIsLoggedAndTheDocumentStays) {
     EXPECT_EQ(sentCount(), 0U);
 }
 
+TEST_F(SendLoop, AnExceptionAtThePagesLeavesTheQueuesBehindThemForTheNextPass) {
+    queue(StaticValues::PAGES_FILE_PREFIX(), {{"no", "date"}});
+    const std::vector prefixes{&StaticValues::CLICK_FILE_PREFIX(), &StaticValues::REVENUE_FILE_PREFIX(),
+                               &StaticValues::PUSH_FILE_PREFIX()};
+    for (const auto* prefix : prefixes) queue(*prefix, {{"a", 1}});
+    send();
+    EXPECT_EQ(sentCount(), 0U);
+
+    send();
+    const auto document = uploaded();
+    EXPECT_THAT(*document.at(TrackType::TYPE_PAGES().typeValue()).list(), IsEmpty());
+    EXPECT_THAT(*document.at(TrackType::TYPE_CLICK().typeValue()).list(), SizeIs(1));
+    EXPECT_THAT(*document.at(TrackType::TYPE_REVENUE().typeValue()).list(), SizeIs(1));
+    EXPECT_TRUE(document.contains(TrackType::TYPE_PUSH().typeValue()));
+}
+
 TEST_F(SendLoop, AnExceptionWhileTheListRefillsIsLogged) {
     SessionManager::sharedInstance().configure({{"ak", nullptr}});
     EXPECT_EQ(linesOf([&] { manager().nextSendDocument(); }).back(), exceptionLine);
