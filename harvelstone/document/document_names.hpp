@@ -17,8 +17,8 @@ inline constexpr std::string_view ledgerKey = "Ledger";
 /// meanwhile, the later state is stored last, so that list and store agree once both have returned.
 void storeDocumentNames();
 
-/// The pending list as that map holds it, oldest first; absent when there is none or it is no list. Elements that are
-/// no text are left out.
+/// The pending list as that map holds it, oldest first; absent when there is none or it is no list. Elements that
+/// can name no document are left out.
 std::optional<std::vector<std::string>> storedDocumentNames(const NamedMap& db);
 
 }  // namespace harvelstone

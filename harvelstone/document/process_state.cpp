@@ -9,8 +9,19 @@
 #include "harvelstone/document/DocumentManager.hpp"
 #include "harvelstone/document/document_names.hpp"
 #include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/services/StaticValues.hpp"
+#include "harvelstone/services/StorageFolder.hpp"
 
 namespace harvelstone {
+
+namespace {
+
+/// The queues of a document have names, too; of their prefixes this one is the longest.
+bool canNameDocument(const std::string& name) {
+    return canBeStored(name) && canBeStored(StaticValues::CAMPAIGN_FILE_PREFIX() + name);
+}
+
+}  // namespace
 
 constinit std::atomic<double> sendStartTimestamp{0};
 constinit std::atomic<std::int64_t> sendRcount{0};
@@ -72,9 +83,10 @@ std::optional<std::vector<std::string>> storedDocumentNames(const NamedMap& db) 
     std::vector<std::string> names;
     names.reserve(list->size());
     for (const auto& element : *list) {
-        // Only a damaged file holds anything but texts; what names no document must not keep the others from being
-        // sent.
-        if (const auto* name = element.string()) names.push_back(*name);
+        // Only a damaged or a foreign file holds anything but ids; what can name no document must not keep the others
+        // from being sent.
+        const auto* name = element.string();
+        if (name && canNameDocument(*name)) names.push_back(*name);
     }
     return names;
 }

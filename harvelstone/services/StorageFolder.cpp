@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <fmt/format.h>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "harvelstone/platform/Describe.hpp"
@@ -40,16 +41,15 @@ std::atomic<bool> folderFailureLogged = false;
 
 std::string pathTo(std::string_view fileName) { return storageFolder() + std::string(fileName); }
 
-void checkName(std::string_view name) {
-    using platform::InvalidArgumentException;
-    if (name.empty()) throw InvalidArgumentException("a stored name is empty");
-    if (name == "." || name == "..")
-        throw InvalidArgumentException(fmt::format("\"{}\" cannot be a stored name", name));
+/// Why nothing can have the name, if so.
+std::optional<std::string> refusalOfName(std::string_view name) {
+    if (name.empty()) return "a stored name is empty";
+    if (name == "." || name == "..") return fmt::format("\"{}\" cannot be a stored name", name);
     if (name.find('/') != std::string_view::npos || name.find('\0') != std::string_view::npos)
-        throw InvalidArgumentException("a stored name holds \"/\" or NUL");
+        return "a stored name holds \"/\" or NUL";
     if (name.size() > longestStoredName)
-        throw InvalidArgumentException(
-            fmt::format("a stored name of {} bytes is too long, {} is the limit", name.size(), longestStoredName));
+        return fmt::format("a stored name of {} bytes is too long, {} is the limit", name.size(), longestStoredName);
+    return std::nullopt;
 }
 
 /// The folders that are missing, or become fuller, when the path is made: each parent up to one that stands.
@@ -75,9 +75,11 @@ const std::string& storageFolder() {
 std::string storedFileName(std::string_view name) { return fmt::format("{}.{}", name, FILE_SUFFIX); }
 
 std::string storedFilePath(std::string_view name) {
-    checkName(name);
+    if (const auto refusal = refusalOfName(name)) throw platform::InvalidArgumentException(*refusal);
     return pathTo(storedFileName(name));
 }
+
+bool canBeStored(std::string_view name) { return !refusalOfName(name); }
 
 std::string_view storedName(std::string_view fileName) {
     const std::size_t ending = FILE_SUFFIX.size() + 1;

@@ -27,6 +27,9 @@ std::string storedFileName(std::string_view name);
 /// or NUL, or is longer than `longestStoredName` raises platform::InvalidArgumentException.
 std::string storedFilePath(std::string_view name);
 
+/// Whether a map or a queue can have the name, so that `storedFilePath` does not raise.
+bool canBeStored(std::string_view name);
+
 /// The inverse of `storedFileName`: "NAME" from "NAME.Harvelstone", "" from every other text.
 std::string_view storedName(std::string_view fileName);
 

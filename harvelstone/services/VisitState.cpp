@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "harvelstone/services/StorageFolder.hpp"
 #include "harvelstone/services/counting_rules.hpp"
 
 namespace harvelstone {
@@ -22,6 +23,12 @@ constexpr std::string_view lastKey = "last";
 constexpr std::string_view endedKey = "ended";
 
 constexpr std::string_view lastRecordedIdKey = "last_recorded_id";
+
+/// Ours have 32 bytes. What can be no part of a file's name would keep every document from being made.
+bool isSessionId(std::string_view id) {
+    constexpr std::size_t longest = 64;
+    return id.size() <= longest && canBeStored(id);
+}
 
 std::string text(const std::optional<Value>& value) { return value && value->string() ? *value->string() : ""; }
 
@@ -71,7 +78,7 @@ VisitState readVisitState(const NamedMap& store) {
     for (const auto& stored : store.getMutableArray(sessionsKey)) {
         if (!stored.dictionary()) continue;
         auto visit = visitFrom(*stored.dictionary());
-        if (!visit.id.empty()) state.latest.push_back(std::move(visit));
+        if (isSessionId(visit.id)) state.latest.push_back(std::move(visit));
     }
     const auto activity = store.getMutableDictionary(activityKey);
     state.lastActivity = doubleValue(findValue(activity, lastKey));

@@ -116,6 +116,41 @@ TEST_F(Lifecycle, ElementsOfTheStoredListThatAreNoTextsAreLeftOut) {
     EXPECT_EQ(idsOnDisk(machine), pendingIds());
 }
 
+TEST_F(Lifecycle, ElementsOfTheStoredListThatCanNameNoFileAreLeftOut) {
+    const std::string tooLong(300, 'n');
+    const std::string tooLongForAQueue(longestStoredName - 3, 'n');
+    leftBehind(R"({"DocumentTarget":["../../etc/passwd",".","..","","a/b","a\u0000b",")" + tooLong + "\",\"" +
+               tooLongForAQueue + R"(","a_1.000000"]})");
+    manager();
+
+    ASSERT_THAT(pendingIds(), SizeIs(2));
+    EXPECT_EQ(pendingIds().front(), "a_1.000000");
+    EXPECT_EQ(manager().getLastDocumentID(), pendingIds().back());
+}
+
+TEST_F(Lifecycle, EveryQueueOfTheLongestIdThatIsTakenCanBeOpened) {
+    std::string id(longestStoredName, 'n');
+    id.resize(longestStoredName - StaticValues::CAMPAIGN_FILE_PREFIX().size());
+    leftBehind(R"({"DocumentTarget":[")" + id + R"("]})");
+    manager();
+
+    ASSERT_EQ(pendingIds().front(), id);
+    for (const auto* prefix :
+         {&StaticValues::GOAL_FILE_PREFIX(), &StaticValues::PAGES_FILE_PREFIX(), &StaticValues::CLICK_FILE_PREFIX(),
+          &StaticValues::REVENUE_FILE_PREFIX(), &StaticValues::PUSH_FILE_PREFIX(), &StaticValues::EVENT_FILE_PREFIX(),
+          &StaticValues::CAMPAIGN_FILE_PREFIX()})
+        EXPECT_THAT(manager().getQueue(*prefix, id), IsEmpty());
+}
+
+TEST_F(Lifecycle, AStoredSessionThatCanNameNoFileIsReplaced) {
+    machine.writeFile("BS_SESSION.Harvelstone",
+                      R"({"sessions":[{"id":"../../x","started":1479259200.5}],"activity":{"last":1479259200.5}})");
+    manager();
+
+    EXPECT_THAT(pendingIds(), SizeIs(1));
+    EXPECT_THAT(pendingIds().front(), Not(HasSubstr("/")));
+}
+
 TEST_F(Lifecycle, BindsTheCollaborators) {
     manager();
 

@@ -94,6 +94,16 @@ TEST_F(VisitStateTest, IsReadBackAsItWasStored) {
     EXPECT_EQ(read.lastRecordedId, "A");
 }
 
+TEST_F(VisitStateTest, LeavesOutAnIdThatCannotStandInAFileName) {
+    const std::string tooLong(300, 'A');
+    machine.writeFile("BS_SESSION.Harvelstone",
+                      R"({"sessions":[{"id":"../A"},{"id":".."},{"id":"A\u0000"},{"id":""},{"id":")" + tooLong +
+                          R"("},{"id":"B"}]})");
+    const auto read = readVisitState(*service_stores::visits());
+    ASSERT_EQ(read.latest.size(), 1U);
+    EXPECT_EQ(read.latest.front().id, "B");
+}
+
 TEST_F(VisitStateTest, LeavesOutWhatIsDamaged) {
     machine.writeFile("BS_SESSION.Harvelstone",
                       R"({"sessions":[7,{"started":1},{"id":5},{"id":"A","started":"x"}],"activity":"x",)"
