@@ -107,7 +107,7 @@ class PosixFile final : public File {
             const auto locked = attempted([this] { return flock(*descriptor_, LOCK_EX | LOCK_NB); });
             if (locked || locked.error() != std::errc::operation_would_block) return locked;
             const auto left = end - steady_clock::now();
-            if (left <= left.zero()) return std::make_error_code(std::errc::device_or_resource_busy);
+            if (left <= steady_clock::duration::zero()) return std::make_error_code(std::errc::device_or_resource_busy);
             std::this_thread::sleep_for(std::min<steady_clock::duration>(pause, left));
         }
     }

@@ -183,8 +183,8 @@ Result<void> QueueState::emptyFile() {
 
 /// A holder that let us wait in vain is not waited for again before the lock could be had: it stalls one call, not all.
 Result<void> QueueState::lock(File& file) {
-    constexpr std::chrono::milliseconds longestWait{500};
-    auto locked = file.lock(isLockedOut_ ? longestWait.zero() : longestWait);
+    using std::chrono::milliseconds;
+    auto locked = file.lock(isLockedOut_ ? milliseconds(0) : milliseconds(500));
     isLockedOut_ = locked.error() == std::errc::device_or_resource_busy;
     return locked;
 }
