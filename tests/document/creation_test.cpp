@@ -31,6 +31,18 @@ class Creation : public DocumentTest {
     }
 
     static std::string sessionId() { return SessionManager::sharedInstance().getSession(0); }
+
+    std::string refusalOfCreation() {
+        return refusal([&] { manager().createDocument(); });
+    }
+    static std::string missing(const std::string& key) { return "no value for key \"" + key + "\""; }
+
+    /// The place of the map among all that was committed, from 0; a failure when it was not.
+    static std::ptrdiff_t placeOf(const RecordingFileSystem& files, const std::string& name) {
+        const auto found = std::ranges::find(files.committed, storedFilePath(name));
+        EXPECT_NE(found, files.committed.end()) << name << " was not committed";
+        return found - files.committed.begin();
+    }
 };
 
 TEST_F(Creation, AnIdIsTheSessionAndTheSecondsWithSixDecimals) {
@@ -136,6 +148,34 @@ TEST_F(Creation, TheRevenueIsSettledBeforeAnythingElse) {
                 IsEmpty());
 }
 
+TEST_F(Creation, TheTracesEndBeforeTheRevenueIsUnmarked) {
+    haveTraces();
+    ProfileManager::sharedInstance().markRevenue();
+    const auto files = recordFiles();
+    manager().createDocument();
+
+    EXPECT_LT(placeOf(*files, "BS_SESSION_MAP"), placeOf(*files, "current_profile_file"));
+}
+
+TEST_F(Creation, TheStepsOfThePipelineFollowEachOther) {
+    auto& profile = ProfileManager::sharedInstance();
+    SessionManager::sharedInstance().configure({{"ak", nullptr}});
+    profile.setProfile({{"mbr", nullptr}});
+    profile.putSessionData(StaticValues::PARAM_MAT_SOURCE(), nullptr);
+    profile.putSessionData(StaticValues::PARAM_MVT1(), nullptr);
+    endVisit();
+
+    EXPECT_EQ(refusalOfCreation(), missing(StaticValues::PARAM_AK()));
+    EXPECT_EQ(manager().getLtvt(), 1);  // the visit is counted in the step behind
+    SessionManager::sharedInstance().configure({{"ak", "shop"}});
+    EXPECT_EQ(refusalOfCreation(), missing(StaticValues::PARAM_MBR()));
+    EXPECT_EQ(manager().getLtvt(), 2);
+    profile.setProfile({{"mbr", "m"}});
+    EXPECT_EQ(refusalOfCreation(), missing(StaticValues::PARAM_MAT_SOURCE()));
+    profile.putSessionData(StaticValues::PARAM_MAT_SOURCE(), "mail");
+    EXPECT_EQ(refusalOfCreation(), missing(StaticValues::PARAM_MVT1()));
+}
+
 TEST_F(Creation, AMissingValueRaisesAndNothingJoinsTheList) {
     const auto before = pendingIds();
     const auto current = *currentDocument->load();
@@ -174,10 +214,15 @@ TEST_F(Creation, TheDocumentIsCommittedBeforeTheListThatNamesIt) {
     const auto files = recordFiles();
     manager().createDocument();
 
-    const auto place = [&](const std::string& name) {
-        return std::ranges::find(files->committed, storedFilePath(name)) - files->committed.begin();
-    };
-    EXPECT_LT(place(pendingIds().back()), place(StaticValues::DOCUMENT_DB_NAME()));
+    EXPECT_LT(placeOf(*files, pendingIds().back()), placeOf(*files, StaticValues::DOCUMENT_DB_NAME()));
+}
+
+TEST_F(Creation, TheListIsCommittedBeforeTheVisitCountsAsRecorded) {
+    endVisit();
+    const auto files = recordFiles();
+    manager().createDocument();
+
+    EXPECT_LT(placeOf(*files, StaticValues::DOCUMENT_DB_NAME()), placeOf(*files, "BS_SESSION"));
 }
 
 TEST_F(Creation, TwoDocumentsOfOneMomentShareAnId) {

@@ -17,6 +17,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::SizeIs;
 
@@ -27,6 +28,15 @@ class Lifecycle : public DocumentTest {
     /// What an earlier run left in the document DB map.
     void leftBehind(const std::string& json) {
         machine.writeFile(storedFileName(StaticValues::DOCUMENT_DB_NAME()), json);
+    }
+
+    void expectAThrowAwayMapAfterAFailedStart() {
+        SessionManager::sharedInstance().configure({{"ak", nullptr}});
+        EXPECT_THROW(manager(), platform::InvalidArgumentException);
+
+        const auto& map = **currentDocument->load();
+        EXPECT_THAT(map.name(), MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}"));
+        EXPECT_EQ(map.jsonString(), "{}");
     }
 
     std::vector<std::string> linesAbout(const std::string& what) const {
@@ -214,6 +224,13 @@ TEST_F(Lifecycle, AMissingValueReachesTheCallerAndNamesItsKey) {
     SessionManager::sharedInstance().configure({{"ak", nullptr}});
 
     EXPECT_THAT(refusal([] { DocumentManager::sharedInstance(); }), HasSubstr(StaticValues::PARAM_AK()));
+}
+
+TEST_F(Lifecycle, AThrowAwayMapIsCurrentUntilTheNewDocumentIsMade) { expectAThrowAwayMapAfterAFailedStart(); }
+
+TEST_F(Lifecycle, AThrowAwayMapIsCurrentUntilThenWithAStoredListToo) {
+    leftBehind(R"({"DocumentTarget":["a_1.000000"]})");
+    expectAThrowAwayMapAfterAFailedStart();
 }
 
 TEST_F(Lifecycle, AStartThatFailedIsTriedAgainByTheNextCall) {

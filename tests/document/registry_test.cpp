@@ -124,6 +124,16 @@ TEST_F(Registry, ARefreshThatMeetsAMissingValueRaisesAndChangesNothing) {
     EXPECT_EQ((*currentDocument->load())->jsonString(), before);
 }
 
+TEST_F(Registry, ARefreshTakesTheProfileBeforeTheAttribution) {
+    auto& profile = ProfileManager::sharedInstance();
+    profile.setProfile({{"userId", nullptr}});
+    profile.putSessionData(StaticValues::PARAM_MAT_SOURCE(), nullptr);
+
+    EXPECT_THAT(refusal([&] { manager().updateDocument(); }), HasSubstr(StaticValues::PARAM_USER_ID()));
+    profile.setProfile({{"userId", "u"}});
+    EXPECT_THAT(refusal([&] { manager().updateDocument(); }), HasSubstr(StaticValues::PARAM_MAT_SOURCE()));
+}
+
 TEST_F(Registry, TheNewestStoredIdIsReadFromTheStore) {
     documetNameList->store(DocumentNames({"only-in-memory"}));
     EXPECT_EQ(manager().getLastDocumentID(), first);

@@ -92,6 +92,18 @@ TEST_F(Advertising, ConvertsTheOtherSix) {
     EXPECT_FALSE(filled.contains(StaticValues::PARAM_MAT_UPDATE_SID()));
 }
 
+TEST_F(Advertising, TheUpdateTimeIsAnIntegerBeforeItIsADouble) {
+    put(StaticValues::PARAM_MAT_UPDATE_TIME(), 42.9);
+
+    EXPECT_EQ(section().at(StaticValues::HV_SOURCE_UPDATE_TIME()), Value(42.0));
+}
+
+TEST_F(Advertising, AClickTimeThatIsANumberBecomesText) {
+    put(StaticValues::HV_SOURCE_CLICK_TIME(), 1'479'259'200);
+
+    EXPECT_EQ(section().at(StaticValues::HV_SOURCE_CLICK_TIME()), Value("1479259200"));
+}
+
 TEST_F(Advertising, TheUpdateTimeIsWrittenWithItsPoint) {
     put(StaticValues::PARAM_MAT_UPDATE_TIME(), 42);
     const auto document = manager().updateDocument();
@@ -125,6 +137,24 @@ TEST_F(Advertising, AMissingTraceIsRefusedUnlessItIsLeftOut) {
         EXPECT_NO_THROW(manager().putAdProfile({}, /*isInstallData=*/true));
         put(*key, List{});
     }
+}
+
+TEST_F(Advertising, TheFirstMissingValueInTheOrderOfTheKeysIsRefused) {
+    auto keys = copiedKeys();
+    const auto behindAffiliateSub = keys.begin() + 6;
+    const auto others = {StaticValues::PARAM_MAT_UPDATE_SID(), StaticValues::PARAM_MAT_SOURCE_TRACE(),
+                         StaticValues::PARAM_MAT_CAMPAIGN_TRACE()};
+    keys.insert(behindAffiliateSub, others.begin(), others.end());
+    for (const auto& key : keys) put(key, nullptr);
+
+    for (const auto& key : keys) {
+        const bool isRenamed = key == StaticValues::PARAM_MAT_UPDATE_SID();
+        const auto& sectionKey = isRenamed ? StaticValues::HV_SOURCE_UPDATE_SID() : key;
+        EXPECT_THAT(refusal([&] { section(); }), HasSubstr("\"" + sectionKey + "\""));
+        put(key, key.ends_with("source_trace") || key == StaticValues::PARAM_MAT_CAMPAIGN_TRACE() ? Value(List())
+                                                                                                  : Value("x"));
+    }
+    EXPECT_THAT(section(), SizeIs(36));
 }
 
 class InstallReferrer : public SessionTest {
@@ -226,6 +256,24 @@ TEST_F(InstallReferrer, SkipsNullAndUnknownKeysSilently) {
     EXPECT_THAT(changes(), IsEmpty());
     EXPECT_THAT(machine.log->lines(),
                 ElementsAre("DEBUG_HARVELSTONE_INTALL_REFERRER : {\"other\":\"x\",\"utm_term\":null}"));
+}
+
+/// Writes down what the source of the attribution is while a line is logged.
+class SourceAtEachLine final : public platform::Log {
+  public:
+    void platformLine(std::string_view) noexcept override {}
+    void debugLine(std::string_view) noexcept override {
+        sources.push_back(*ProfileManager::sharedInstance().getSessionStringData(StaticValues::PARAM_MAT_SOURCE()));
+    }
+    std::vector<Value> sources;
+};
+
+TEST_F(InstallReferrer, SaysWhatItSetsBeforeItSetsIt) {
+    const auto log = std::make_shared<SourceAtEachLine>();
+    platform::Platform::current().log = log;
+    manager().putInstallData({{StaticValues::PARAM_MAT_SOURCE(), "mail"}, {StaticValues::PARAM_MAT_MEDIUM(), "m"}});
+
+    EXPECT_THAT(log->sources, ElementsAre(Value(""), Value(""), Value("mail")));
 }
 
 TEST_F(InstallReferrer, MayBeEmpty) {

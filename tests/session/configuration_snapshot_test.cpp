@@ -9,9 +9,18 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::SizeIs;
 
+struct Missing {
+    const char* setting;
+    const std::string& (*key)();
+};
+
 class ConfigurationSnapshot : public SessionTest {
   protected:
     static void configure(const Dictionary& settings) { SessionManager::sharedInstance().configure(settings); }
+    void expectRefusedThenSet(const Missing& one) {
+        EXPECT_THAT(refusal([&] { manager().getSessionConfigJson(); }), HasSubstr("\"" + one.key() + "\""));
+        configure({{one.setting, "x"}});
+    }
 };
 
 TEST_F(ConfigurationSnapshot, LogsOneLine) {
@@ -109,11 +118,6 @@ TEST_F(ConfigurationSnapshot, LeavesTheVisitsOwnKeysToLaterSteps) {
     EXPECT_FALSE(snapshot.contains(StaticValues::PARAM_SID()));
 }
 
-struct Missing {
-    const char* setting;
-    const std::string& (*key)();
-};
-
 TEST_F(ConfigurationSnapshot, EveryMissingSettingIsRefusedByItsKey) {
     constexpr Missing settings[] = {{"ak", &StaticValues::PARAM_AK},
                                     {"uuid", &StaticValues::PARAM_UUID},
@@ -128,12 +132,38 @@ TEST_F(ConfigurationSnapshot, EveryMissingSettingIsRefusedByItsKey) {
                                     {"lng", &StaticValues::PARAM_LNG},
                                     {"machine", &StaticValues::PARAM_MACHINE},
                                     {"tz", &StaticValues::PARAM_TZ}};
-    for (const auto& [setting, key] : settings) {
-        SCOPED_TRACE(setting);
-        configure({{setting, nullptr}});
-        EXPECT_THAT(refusal([&] { manager().getSessionConfigJson(); }), HasSubstr(key()));
-        configure({{setting, "x"}});
+    for (const auto& one : settings) {
+        SCOPED_TRACE(one.setting);
+        configure({{one.setting, nullptr}});
+        expectRefusedThenSet(one);
     }
+}
+
+TEST_F(ConfigurationSnapshot, TheFirstMissingValueInTheOrderOfTheKeysIsRefused) {
+    constexpr Missing before[] = {
+        {"ak", &StaticValues::PARAM_AK}, {"uuid", &StaticValues::PARAM_UUID}, {"imei", &StaticValues::PARAM_IMEI}};
+    constexpr Missing behind[] = {{"venId", &StaticValues::PARAM_VENID},
+                                  {"installDate", &StaticValues::PARAM_INSTALL_DATE},
+                                  {"installTimeMillis", &StaticValues::PARAM_INSTALL_TIMEMILLIS},
+                                  {"apVr", &StaticValues::PARAM_AP_VR},
+                                  {"os", &StaticValues::PARAM_OS},
+                                  {"wifiTp", &StaticValues::PARAM_WIFI_TP},
+                                  {"sr", &StaticValues::PARAM_SR},
+                                  {"cntr", &StaticValues::PARAM_CNTR},
+                                  {"lng", &StaticValues::PARAM_LNG},
+                                  {"machine", &StaticValues::PARAM_MACHINE},
+                                  {"tz", &StaticValues::PARAM_TZ}};
+    HarvelstoneCore::setFlagUseImei(true);
+    for (const auto& one : before) configure({{one.setting, nullptr}});
+    for (const auto& one : behind) configure({{one.setting, nullptr}});
+    ProfileManager::sharedInstance().setProfile({{"advId", nullptr}});
+
+    for (const auto& one : before) expectRefusedThenSet(one);
+    EXPECT_THAT(refusal([&] { manager().getSessionConfigJson(); }),
+                HasSubstr("\"" + StaticValues::PARAM_ADVID() + "\""));
+    ProfileManager::sharedInstance().setProfile({{"advId", "x"}});
+    for (const auto& one : behind) expectRefusedThenSet(one);
+    EXPECT_THAT(manager().getSessionConfigJson(), SizeIs(19));
 }
 
 TEST_F(ConfigurationSnapshot, AMissingAdvertisingIdIsRefusedByItsKey) {

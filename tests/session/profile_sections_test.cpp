@@ -102,25 +102,39 @@ TEST_F(SessionProfile, TheThreeRevenueCountersAreIntegersOnAFreshInstallToo) {
     EXPECT_EQ(session.at(StaticValues::PARAM_UD_RVNC()), Value(0));
 }
 
-struct MissingProfile {
+struct ProfileValue {
     const char* name;
     const std::string& (*key)();
 };
 
+/// Those that can be missing, in the order of the section's keys.
+constexpr ProfileValue profileValues[] = {
+    {"mbr", &StaticValues::PARAM_MBR},         {"memberLvl", &StaticValues::PARAM_MBR_LVL},
+    {"memberCd", &StaticValues::PARAM_MBR_CD}, {"gender", &StaticValues::PARAM_GENDER},
+    {"age", &StaticValues::PARAM_AGE},         {"uvp1", &StaticValues::PARAM_UVP1},
+    {"uvp2", &StaticValues::PARAM_UVP2},       {"uvp3", &StaticValues::PARAM_UVP3},
+    {"uvp4", &StaticValues::PARAM_UVP4},       {"uvp5", &StaticValues::PARAM_UVP5},
+    {"userId", &StaticValues::PARAM_USER_ID}};
+
 TEST_F(SessionProfile, EveryMissingValueIsRefusedByItsKey) {
-    constexpr MissingProfile values[] = {
-        {"mbr", &StaticValues::PARAM_MBR},         {"memberLvl", &StaticValues::PARAM_MBR_LVL},
-        {"memberCd", &StaticValues::PARAM_MBR_CD}, {"gender", &StaticValues::PARAM_GENDER},
-        {"age", &StaticValues::PARAM_AGE},         {"uvp1", &StaticValues::PARAM_UVP1},
-        {"uvp2", &StaticValues::PARAM_UVP2},       {"uvp3", &StaticValues::PARAM_UVP3},
-        {"uvp4", &StaticValues::PARAM_UVP4},       {"uvp5", &StaticValues::PARAM_UVP5},
-        {"userId", &StaticValues::PARAM_USER_ID}};
-    for (const auto& [name, key] : values) {
+    for (const auto& [name, key] : profileValues) {
         SCOPED_TRACE(name);
         set({{name, nullptr}});
         EXPECT_THAT(refusal([&] { manager().putSessionProfile({}); }), HasSubstr("\"" + key() + "\""));
         set({{name, "x"}});
     }
+}
+
+TEST_F(SessionProfile, TheFirstMissingValueInTheOrderOfTheKeysIsRefused) {
+    for (const auto& one : profileValues) set({{one.name, nullptr}});
+    ProfileManager::sharedInstance().putSessionData(StaticValues::PARAM_PDTK(), nullptr);
+
+    for (const auto& [name, key] : profileValues) {
+        SCOPED_TRACE(name);
+        EXPECT_THAT(refusal([&] { manager().putSessionProfile({}); }), HasSubstr("\"" + key() + "\""));
+        set({{name, "x"}});
+    }
+    EXPECT_THAT(refusal([&] { manager().putSessionProfile({}); }), HasSubstr(StaticValues::PARAM_PDTK()));
 }
 
 TEST_F(SessionProfile, AMissingPushTokenIsRefused) {
@@ -151,6 +165,16 @@ TEST_F(InitData, AMissingVariantIsRefusedByItsKey) {
         put(*key, nullptr);
         EXPECT_THAT(refusal([&] { manager().putSessionInitData({}); }), HasSubstr(*key));
         put(*key, "x");
+    }
+}
+
+TEST_F(InitData, TheFirstMissingVariantIsRefused) {
+    const auto keys = {StaticValues::PARAM_MVT1(), StaticValues::PARAM_MVT2(), StaticValues::PARAM_MVT3()};
+    for (const auto& key : keys) put(key, nullptr);
+
+    for (const auto& key : keys) {
+        EXPECT_THAT(refusal([&] { manager().putSessionInitData({}); }), HasSubstr(key));
+        put(key, "x");
     }
 }
 

@@ -41,6 +41,35 @@ TEST_F(DocumentTest, OnlyTheFirstVisitEverStartsTheOrderTimes) {
     EXPECT_EQ(ProfileManager::sharedInstance().getLtrvni(), 3);
 }
 
+/// Notes the keys of some maps in the order in which their values change. To be used outside a scope, so that each put
+/// is a commit of its own.
+class ChangeRecorder {
+  public:
+    ChangeRecorder(RecordingFileSystem& files, std::vector<std::string> names) : names_(std::move(names)) {
+        for (const auto& name : names_) before_[name] = contents(name);
+        files.beforeRename = [this] { note(); };
+    }
+
+    const std::vector<std::string>& changedKeys() const { return changedKeys_; }
+
+  private:
+    static nlohmann::json contents(const std::string& name) {
+        return nlohmann::json::parse(TinyMap::sharedInstance().get(name)->jsonString());
+    }
+    void note() {
+        for (const auto& name : names_) {
+            const auto now = contents(name);
+            for (const auto& [key, value] : now.items())
+                if (before_[name].value(key, nlohmann::json()) != value) changedKeys_.push_back(key);
+            before_[name] = now;
+        }
+    }
+
+    std::vector<std::string> names_;
+    std::map<std::string, nlohmann::json> before_;
+    std::vector<std::string> changedKeys_;
+};
+
 class SessionDefaults : public SessionTest {
   protected:
     /// The step alone, for a document of the visit that goes on, or of a new one.
@@ -106,6 +135,41 @@ TEST_F(SessionDefaults, TheCountersSeeTheLatestDocumentNotThisOne) {
 
     EXPECT_EQ(stored(StaticValues::PARAM_LTVI()), Value(4.0));
     EXPECT_EQ(storedDouble(StaticValues::PARAM_RECENT_VISIT_PTM()), machine.clock->now());
+}
+
+TEST_F(SessionDefaults, TheRunOfReturnVisitsSeesTheLatestDocumentToo) {
+    SessionManager::sharedInstance().configure({{"returnVisitDate", 3}});
+    (*documentDB)->putInt(StaticValues::PARAM_UD_VT(), 5);
+    latestDocumentWas(4);
+    defaultsOfANewVisit();
+
+    EXPECT_EQ(stored(StaticValues::PARAM_UD_VT()), Value(1));
+}
+
+TEST_F(SessionDefaults, TheWeeklyUserSeesThatThereWasNoDocumentYet) {
+    (*documentDB)->putDouble(StaticValues::PARAM_RECENT_VISIT_PTM(), 0);
+    (*documentDB)->putDouble(StaticValues::EXPIRE_TIME_WEEKLY_MS(), machine.clock->now() + secondsOfADay);
+    const auto session = defaultsOfANewVisit();
+
+    EXPECT_EQ(session.at(StaticValues::PARAM_IS_WEEKELY_US()), Value("Y"));
+    EXPECT_EQ(session.at(StaticValues::PARAM_IS_UNI_VT()), Value(3));
+}
+
+TEST_F(SessionDefaults, TheFirstVisitStoresItsCountersInThisOrder) {
+    (*documentDB)->putInt(StaticValues::PARAM_LTVT(), 0);
+    (*documentDB)->putInt(StaticValues::PARAM_UD_VT(), 5);
+    ProfileManager::sharedInstance().putSessionData(StaticValues::IS_INSTALL_REFERRER_SET(), nullptr);
+    machine.clock->advance(40 * secondsOfADay);  // so that every value changes
+    const ChangeRecorder recorder(*recordFiles(),
+                                  {StaticValues::DOCUMENT_DB_NAME(), "current_profile_file", "BS_SESSION_MAP"});
+    defaults();
+
+    EXPECT_THAT(
+        recorder.changedKeys(),
+        ElementsAre(StaticValues::PARAM_LTVT(), "revenue", StaticValues::IS_INSTALL_REFERRER_SET(),
+                    StaticValues::PARAM_LTVI(), StaticValues::PARAM_UD_VT(), StaticValues::EXPIRE_TIME_WEEKLY_MS(),
+                    StaticValues::EXPIRE_TIME_DAILY(), StaticValues::EXPIRE_TIME_WEEKLY(),
+                    StaticValues::EXPIRE_TIME_MONTHLY(), StaticValues::PARAM_RECENT_VISIT_PTM()));
 }
 
 TEST_F(SessionDefaults, ADocumentOfAContinuedVisitCountsAsTheLatestToo) {
