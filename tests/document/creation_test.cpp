@@ -197,6 +197,27 @@ TEST_F(Creation, TheVisitOfTheNewDocumentIsNoNewOneAnyMore) {
     EXPECT_EQ(currentSession().at(StaticValues::PARAM_VISIT_NEW()), Value("N"));
 }
 
+/// Lets the visit end while its count is logged, in the middle of the creation.
+class VisitEndsWhenCounted final : public platform::Log {
+  public:
+    explicit VisitEndsWhenCounted(std::function<void()> endVisit) : endVisit_(std::move(endVisit)) {}
+    void platformLine(std::string_view) noexcept override {}
+    void debugLine(std::string_view line) noexcept override {
+        if (line.starts_with("DEBUG_HARVELSTONE_CONFIG_LTVT")) endVisit_();
+    }
+
+  private:
+    std::function<void()> endVisit_;
+};
+
+TEST_F(Creation, TheVisitThatIsRecordedIsTheOneThatRunsAtTheEnd) {
+    platform::Platform::current().log = std::make_shared<VisitEndsWhenCounted>([this] { endVisit(); });
+    const auto document = manager().createDocument();
+
+    EXPECT_FALSE(document->name().starts_with(sessionId()));
+    EXPECT_EQ(SessionManager::sharedInstance().getVisitNew(document->name(), /*isReadOnly=*/true), "N");
+}
+
 TEST_F(Creation, ANewVisitCostsTwoCommitsOfTheComponentsOwn) {
     endVisit();
     const auto files = recordFiles();
