@@ -93,6 +93,24 @@ TEST_F(ConfigurationSnapshot, ADeviceWithoutACarrierHasTheEmptyText) {
     EXPECT_EQ(manager().getSessionConfigJson().at(StaticValues::PARAM_TEL_COM()), Value(""));
 }
 
+TEST_F(DocumentTest, TheSnapshotAsksForTheConfigurationAfreshForEachKey) {
+    // The profile cannot be read, so each of its values looks for the file again: the advertising id between the two.
+    const auto files = recordFiles();
+    Dictionary settingsToCome;
+    files->mayOpen = [&](const std::string& path) {
+        const bool isProfile = path == storedFilePath("current_profile_file");
+        if (isProfile) SessionManager::sharedInstance().configure(std::exchange(settingsToCome, {}));
+        return !isProfile;
+    };
+    SessionManager::sharedInstance().configure({{"uuid", "before"}, {"venId", "before"}});
+    manager();
+    settingsToCome = {{"uuid", "behind"}, {"venId", "behind"}};
+    const auto snapshot = manager().getSessionConfigJson();
+
+    EXPECT_EQ(snapshot.at(StaticValues::PARAM_UUID()), Value("before"));
+    EXPECT_EQ(snapshot.at(StaticValues::PARAM_VENID()), Value("behind"));
+}
+
 TEST_F(ConfigurationSnapshot, FlagsAreBooleansAndThePlatformNumberIsAnInteger) {
     const auto snapshot = manager().getSessionConfigJson();
 

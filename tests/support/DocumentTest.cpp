@@ -49,6 +49,7 @@ std::string refusal(const std::function<void()>& call) {
 platform::Result<std::unique_ptr<platform::File>> RecordingFileSystem::open(const std::string& path,
                                                                             platform::OpenMode mode) {
     opened.push_back(path);
+    if (mayOpen && !mayOpen(path)) return std::make_error_code(std::errc::io_error);
     return inner_->open(path, mode);
 }
 

@@ -59,6 +59,7 @@ class RecordingFileSystem final : public platform::FileSystem {
     std::vector<std::string> opened;     ///< paths, in order
     std::vector<std::string> committed;  ///< paths renamed to, in order
     std::function<void()> beforeRename;
+    std::function<bool(const std::string& path)> mayOpen;  ///< answers false: the opening fails
 
   private:
     std::shared_ptr<platform::FileSystem> inner_;

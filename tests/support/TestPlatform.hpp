@@ -107,7 +107,9 @@ class FakeHttpClient final : public platform::HttpClient {
 class FakeDevice final : public platform::Device {
   public:
     explicit FakeDevice(std::string documents) : documents_(std::move(documents)) {}
-    std::vector<std::string> documentsDirectories() const override { return {documents_}; }
+    std::vector<std::string> documentsDirectories() const override {
+        return {documents_, documents_ + "/not-the-first"};
+    }
     std::string bundleIdentifier() const override { return bundle; }
     std::string uuidText() const override;  // counts up: 00000001-0000-4000-8000-000000000000, ...
     bool isConnectedToNetwork() const override { return connected; }
