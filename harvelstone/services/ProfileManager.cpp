@@ -47,12 +47,13 @@ std::optional<Value> textValue(std::string_view name) {
     return isUsable ? std::move(entry.value) : Value("");
 }
 
-/// The stored number or boolean; 0 when there is none.
+/// The stored integer; 0 when there is none, or a value of another kind.
 std::int64_t integerUnder(std::string_view name) {
-    return integerValue(storedEntry(*service_stores::profile(), name).value);
+    const auto value = storedEntry(*service_stores::profile(), name).value;
+    return value && value->isInteger() ? value->integerValue() : 0;
 }
 
-bool isMarked(const Dictionary& revenue) { return integerValue(findValue(revenue, markedKey)) != 0; }
+bool isMarked(const Dictionary& revenue) { return findValue(revenue, markedKey) == Value(true); }
 
 std::optional<double> orderTime(const Dictionary& revenue) {
     const auto time = findValue(revenue, orderTimeKey);
@@ -73,7 +74,9 @@ ProfileManager& ProfileManager::sharedInstance() {
 
 std::optional<Value> ProfileManager::getAdvId() const { return textValue("advId"); }
 
-bool ProfileManager::getAdvIdFlag() const { return integerUnder("advIdFlag") != 0; }
+bool ProfileManager::getAdvIdFlag() const {
+    return storedEntry(*service_stores::profile(), "advIdFlag").value == Value(true);
+}
 
 std::optional<Value> ProfileManager::getMbr() const { return textValue("mbr"); }
 

@@ -9,12 +9,10 @@ namespace harvelstone {
 
 namespace {
 
-/// As it is stored; the integer 0 when there is none, or something that is no number.
+/// As it is stored; the integer 0 when there is none.
 template <KeyAccessor key>
 std::optional<Value> storedCounter() {
-    const auto stored = (*documentDB)->get(key());
-    if (stored && stored->isNumber()) return (*documentDB)->get(key());
-    return Value(0);
+    return storedNumber(key) ? storedNumber(key) : Value(0);
 }
 
 constexpr SectionRow counterRows[] = {

@@ -3,6 +3,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 
 #include "harvelstone/document/DocumentManager.hpp"
 #include "harvelstone/platform/Value.hpp"
@@ -11,6 +12,12 @@ namespace harvelstone {
 
 /// A key of StaticValues, by its accessor.
 using KeyAccessor = const std::string& (*)();
+
+/// The number under the key in the document DB map; absent when there is none, or something that is no number.
+inline std::optional<Value> storedNumber(KeyAccessor key) {
+    auto stored = (*documentDB)->get(key());
+    return stored && stored->isNumber() ? std::move(stored) : std::nullopt;
+}
 
 /// One key of a session section and where its value comes from.
 struct SectionRow {

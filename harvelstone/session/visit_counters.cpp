@@ -14,7 +14,9 @@ namespace harvelstone {
 
 namespace {
 
-double storedDouble(KeyAccessor key) { return doubleValue((*documentDB)->get(key())); }
+double storedDouble(KeyAccessor key) { return doubleValue(storedNumber(key)); }
+
+std::int64_t storedInteger(KeyAccessor key) { return integerValue(storedNumber(key)); }
 
 // The expiry tests take the date, not BSUtil's time.
 double currentDate() { return platform::Platform::current().clock->now(); }
@@ -69,7 +71,7 @@ std::string renewWeeklyUser(const std::optional<std::string>& visitNew) {
 }  // namespace
 
 void DocumentManager::updateLtvi() {
-    const auto recent = static_cast<double>(integerValue((*documentDB)->get(StaticValues::PARAM_RECENT_VISIT_PTM())));
+    const auto recent = static_cast<double>(storedInteger(&StaticValues::PARAM_RECENT_VISIT_PTM));
     const double gap = recent > 0 ? roundedDayGap(recent, BSUtil::currentTimeMillis()) : 0;
     (*documentDB)->putDouble(StaticValues::PARAM_LTVI(), storedDouble(&StaticValues::PARAM_LTVI) + gap);
 }
@@ -79,7 +81,7 @@ void DocumentManager::updateUdVt() {
     if (limit < 1) return;
     // Unlike the lifetime interval, a first visit has a gap too: the days since 1970. Meant so.
     const double recent = storedDouble(&StaticValues::PARAM_RECENT_VISIT_PTM);
-    const auto longerRun = oneMore(integerValue((*documentDB)->get(StaticValues::PARAM_UD_VT())));
+    const auto longerRun = oneMore(storedInteger(&StaticValues::PARAM_UD_VT));
     const double gap = roundedDayGap(recent, BSUtil::currentTimeMillis());
     (*documentDB)->putInt(StaticValues::PARAM_UD_VT(), returnVisitRun(longerRun, gap, limit));
 }
@@ -103,6 +105,6 @@ std::string DocumentManager::getWeeklyUniqueUsType(const std::optional<std::stri
     }
 }
 
-std::int64_t DocumentManager::getLtvt() { return integerValue((*documentDB)->get(StaticValues::PARAM_LTVT())); }
+std::int64_t DocumentManager::getLtvt() { return storedInteger(&StaticValues::PARAM_LTVT); }
 
 }  // namespace harvelstone

@@ -130,6 +130,14 @@ TEST_F(ProfileManagerTest, ReadsADamagedValueAsNeverSet) {
     EXPECT_FALSE(profile().isMarkRevenue());
 }
 
+TEST_F(ProfileManagerTest, NeverTakesABooleanForANumberNorANumberForABoolean) {
+    machine.writeFile("current_profile_file.Harvelstone",
+                      R"({"ltrvnc":{"value":true},"advIdFlag":{"value":1},"revenue":{"marked":1}})");
+    EXPECT_EQ(profile().getLtrvnc(), 0);
+    EXPECT_FALSE(profile().getAdvIdFlag());
+    EXPECT_FALSE(profile().isMarkRevenue());
+}
+
 TEST_F(ProfileManagerTest, MarksARevenueUntilItIsUnmarked) {
     EXPECT_FALSE(profile().isMarkRevenue());
     profile().markRevenue();

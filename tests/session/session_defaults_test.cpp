@@ -212,6 +212,18 @@ TEST_F(SessionDefaults, ACountOfTheWrongTypeReadsZero) {
     EXPECT_EQ(defaultsOfANewVisit().at(StaticValues::PARAM_LTVT()), Value(1));
 }
 
+TEST_F(DocumentTest, CountersThatAreNoNumbersReadAsNeverStored) {
+    machine.writeFile(
+        storedFileName(StaticValues::DOCUMENT_DB_NAME()),
+        R"({"lifetime_visits":true,"lifetime_visit_interval":true,"return_visits":true,"recent_visit_time":true})");
+    manager();
+
+    EXPECT_EQ((*documentDB)->get(StaticValues::PARAM_LTVT()), Value(1));
+    EXPECT_EQ((*documentDB)->get(StaticValues::PARAM_LTVI()), Value(0.0));
+    EXPECT_EQ((*documentDB)->get(StaticValues::PARAM_UD_VT()), Value(1));
+    EXPECT_EQ(currentSession().at(StaticValues::PARAM_IS_UNI_VT()), Value(3));
+}
+
 TEST_F(SessionDefaults, TheProfileIdIsTheBundleIdentifier) {
     machine.device->bundle = "org.example.other";
 
