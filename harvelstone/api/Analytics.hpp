@@ -64,7 +64,7 @@ struct FlushReceipt {
     std::uint64_t documentsSent = 0;         ///< answered by the server
     std::uint64_t documentsStillStored = 0;  ///< waiting, the current visit's among them
     /// Documents given up, by reason: "transport_failed", "expired", "retries_exhausted", "no_conversion_data",
-    /// "traffic_limit", "session_missing". Reasons that did not occur are left out.
+    /// "traffic_limit", "session_missing", "other_answered". Reasons that did not occur are left out.
     std::map<std::string, std::uint64_t> documentsDropped;
     /// Whether no upload was left under way when the deadline came.
     bool complete = false;

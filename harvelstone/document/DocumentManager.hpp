@@ -238,11 +238,11 @@ class DocumentManager {
 
     // transmit/send_loop.cpp
     class SendRun;
-    /// The upload of the head document has ended so; goes on with the next.
-    void finishHead(Fate fate);
+    /// The document's upload has ended so; whatever is the head of the list is retired, and the next is sent.
+    void finishUpload(const std::string& documentId, Fate fate);
 
     // transmit/document_reply.cpp
-    void handleReply(const std::optional<std::string>& data);
+    void handleReply(const std::string& documentId, const std::optional<std::string>& data);
 };
 
 }  // namespace harvelstone

@@ -35,6 +35,8 @@ std::string_view fateName(Fate fate) {
             return "traffic_limit";
         case Fate::sessionMissing:
             return "session_missing";
+        case Fate::otherAnswered:
+            return "other_answered";
     }
     return "unknown";
 }

@@ -18,8 +18,9 @@ enum class Fate {
     noConversionData,  ///< a continued visit with nothing to report
     trafficLimit,      ///< the service has used up its traffic
     sessionMissing,    ///< its file was gone, pruned by age for instance
+    otherAnswered,     ///< at the head when the answer to another document's second upload came
 };
-inline constexpr std::size_t fateCount = 7;
+inline constexpr std::size_t fateCount = 8;
 
 /// "sent", "transport_failed", ...: the name in receipts and tables.
 std::string_view fateName(Fate fate);

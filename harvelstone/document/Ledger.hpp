@@ -17,7 +17,7 @@ struct Ledger {
         std::uint64_t created = 0;
         std::uint64_t sent = 0;  ///< answered by the server
         /// Given up, by reason: "transport_failed", "expired", "retries_exhausted", "no_conversion_data",
-        /// "traffic_limit", "session_missing". Reasons that did not occur are left out.
+        /// "traffic_limit", "session_missing", "other_answered". Reasons that did not occur are left out.
         std::map<std::string, std::uint64_t> retired;
         std::uint64_t pending = 0;  ///< waiting to be sent, the current visit's among them
 

@@ -3,9 +3,12 @@
 
 #include "harvelstone/transmit/document_assembly.hpp"
 
+#include <set>
 #include <utility>
 
 #include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/Snapshot.hpp"
 #include "harvelstone/services/BSConfig.hpp"
 #include "harvelstone/services/HarvelstoneCore.hpp"
 #include "harvelstone/services/StaticValues.hpp"
@@ -50,7 +53,25 @@ void addServerTime(NamedMap& document) {
     document.putDictionary(sessionKey, std::move(session));
 }
 
+/// Of the documents that are being filled now.
+constinit platform::NeverDestroyed<platform::Snapshot<std::set<std::string>>> idsInTurn;
+
 }  // namespace
+
+AssemblyTurn::AssemblyTurn(const std::string& documentId) : documentId_(documentId) {
+    idsInTurn->update([this](std::set<std::string> ids) {
+        isMine_ = ids.insert(documentId_).second;
+        return ids;
+    });
+}
+
+AssemblyTurn::~AssemblyTurn() {
+    if (!isMine_) return;
+    idsInTurn->update([this](std::set<std::string> ids) {
+        ids.erase(documentId_);
+        return ids;
+    });
+}
 
 std::shared_ptr<NamedMap> assembled(DocumentManager& manager, std::shared_ptr<NamedMap> document,
                                     const std::string& documentId) {

@@ -72,11 +72,11 @@ bool takeReplyGuarded(const std::optional<std::string>& data) {
 
 }  // namespace
 
-void DocumentManager::handleReply(const std::optional<std::string>& data) {
+void DocumentManager::handleReply(const std::string& documentId, const std::optional<std::string>& data) {
     sendLock = false;
     if (takeReplyGuarded(data)) return;
     HarvelstonePostback::sharedInstance().removePostbackReferrer();
-    finishHead(data ? Fate::sent : Fate::transportFailed);
+    finishUpload(documentId, data ? Fate::sent : Fate::transportFailed);
 }
 
 }  // namespace harvelstone

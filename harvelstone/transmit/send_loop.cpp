@@ -69,8 +69,8 @@ bool passesGates(DocumentManager& manager) {
     return true;
 }
 
-bool isExpired(const Dictionary& session) {
-    const double age = BSUtil::currentTimeMillis() - doubleValue(findValue(session, StaticValues::CREATE_TIME()));
+bool isExpired(double createTime) {
+    const double age = BSUtil::currentTimeMillis() - createTime;
     return age > BSConfig::sharedInstance().getMaxDataLifeTime() * 60.0 * 60.0;
 }
 
@@ -107,16 +107,19 @@ class DocumentManager::SendRun {
     enum class Next { pass, upload, stop };
     using Step = Next (SendRun::*)();
 
-    explicit SendRun(DocumentManager& manager, Fate fateOfHead = Fate::sent)
-        : manager_(manager), fateOfHead_(fateOfHead) {}
+    explicit SendRun(DocumentManager& manager) : manager_(manager) {}
+    /// For the answer to an upload.
+    SendRun(DocumentManager& manager, std::string uploadedId, Fate fateOfUploaded)
+        : manager_(manager), uploadedId_(std::move(uploadedId)), fateOfUploaded_(fateOfUploaded) {}
 
     /// The edge of the send loop: an exception ends the run and leaves its document at the head.
     void start(Step firstStep) {
         try {
             if (runSteps(firstStep) == Next::upload)
-                startUpload(
-                    documentUpload, json_, targetUri_,
-                    [&manager = manager_](const std::optional<std::string>& data) { manager.handleReply(data); });
+                startUpload(documentUpload, json_, targetUri_,
+                            [&manager = manager_, id = documentId_](const std::optional<std::string>& data) {
+                                manager.handleReply(id, data);
+                            });
         } catch (const platform::Exception&) {
             BSDebugger::log("DEBUG_HARVELSTONE_JSON : an Exception occurred.");
         }
@@ -134,15 +137,24 @@ class DocumentManager::SendRun {
             return startAfresh();
         }
         targetUri_ = sessionManager->getConfig()->getTargetUri();
-        const auto& documentId = names->at(0);
-        BSDebugger::log(fmt::format("DocumentManager.sendDocument(documentID) : {}", documentId));
-        return prepare(documentId, TinyMap::sharedInstance().get(documentId));
+        documentId_ = names->at(0);
+        BSDebugger::log(fmt::format("DocumentManager.sendDocument(documentID) : {}", documentId_));
+        return prepare(TinyMap::sharedInstance().get(documentId_));
     }
 
-    Next retireHead() { return retireHead(fateOfHead_); }
+    /// Whatever is the head of the list, it goes.
+    Next retireHead() {
+        return takeOffHead([this](const std::string& head) -> std::optional<Fate> {
+            const bool isOther = !uploadedId_.empty() && head != uploadedId_;
+            return isOther ? Fate::otherAnswered : fateOfUploaded_;
+        });
+    }
 
     /// The head document is done, if it has not left the list already.
-    Next finishHead() { return finishHead(fateOfHead_); }
+    Next finishHead() {
+        if (!documetNameList->load()->empty()) return retireHead();
+        return startAfreshInstead();
+    }
 
   private:
     Next runSteps(Step firstStep) {
@@ -160,63 +172,78 @@ class DocumentManager::SendRun {
         return next;
     }
 
-    Next prepare(const std::string& documentId, std::shared_ptr<NamedMap> document) {
+    Next prepare(std::shared_ptr<NamedMap> document) {
         const auto session = document->get(TrackType::TYPE_SESSION().typeValue());
-        if (!session || session->dictionary() == nullptr) return retireHead(Fate::sessionMissing);
+        if (!session || session->dictionary() == nullptr) return retire(Fate::sessionMissing);
         if (session->dictionary()->empty()) {
             BSDebugger::log("DEBUG_HARVELSTONE_JSON : none of the document. documentDic.count is zero.");
             return Next::stop;
         }
-        if (isExpired(*session->dictionary())) {
-            BSDebugger::log(fmt::format("DEBUG_HARVELSTONE_JSON : this document life time is over. {}", documentId));
-            return retireHead(Fate::expired);
-        }
+        if (isExpired(doubleValue(findValue(*session->dictionary(), StaticValues::CREATE_TIME()))))
+            return retireExpired();
         if (!document->has(StaticValues::RETRY_COUNT())) {
-            document = assembled(manager_, std::move(document), documentId);
+            const AssemblyTurn turn(documentId_);
+            // Another pass fills the document just now, and sends it.
+            if (!turn.isMine() || document->has(StaticValues::RETRY_COUNT())) return Next::stop;
+            document = assembled(manager_, std::move(document), documentId_);
         } else if (isExhausted(*document)) {
             BSDebugger::log(
-                fmt::format("DEBUG_HARVELSTONE_JSON : this document retry count is more than 3. {}", documentId));
-            return retireHead(Fate::retriesExhausted);
+                fmt::format("DEBUG_HARVELSTONE_JSON : this document retry count is more than 3. {}", documentId_));
+            return retire(Fate::retriesExhausted);
         }
         document->save();
         return prepareUpload(std::move(document));
+    }
+
+    Next retireExpired() {
+        BSDebugger::log(fmt::format("DEBUG_HARVELSTONE_JSON : this document life time is over. {}", documentId_));
+        return retire(Fate::expired);
     }
 
     Next prepareUpload(std::shared_ptr<NamedMap> document) {
         if (!hasConversionData(*document)) {
             BSDebugger::log("DEBUG_HARVELSTONE_sendAsynchronousRequest : this page doesn't have the conversion data.");
             BSDebugger::log("DEBUG_HARVELSTONE_LOG : nextSendDocument Enter.");
-            return retireHead(Fate::noConversionData);
+            return retire(Fate::noConversionData);
         }
         if (Tracker::sharedInstance().FLAG_OF_TrafficLimitExceeded) {
             BSDebugger::log(
                 "DEBUG_HARVELSTONE_SENDDOCUMENT_LIMIT_TRAFFIC : This Service exceeded analytic traffic limit. Your "
                 "request is skipped.");
-            return finishHead(Fate::trafficLimit);
+            return documetNameList->load()->empty() ? startAfreshInstead() : retire(Fate::trafficLimit);
         }
         json_ = payloadOf(manager_, std::move(document));
         return Next::upload;
     }
 
-    Next retireHead(Fate fate) {
+    /// Retires the document of this pass. If an overlapping pass was faster, another document is the head by now, which
+    /// nobody has looked at yet: it stays, and the faster pass goes on with it.
+    Next retire(Fate fate) {
+        return takeOffHead(
+            [this, fate](const std::string& head) { return head == documentId_ ? std::optional(fate) : std::nullopt; });
+    }
+
+    /// Takes the head off the list if `fateOf` gives it a fate.
+    template <typename FateOf>
+    Next takeOffHead(FateOf fateOf) {
         std::optional<std::string> head;
+        std::optional<Fate> fate;
         const auto rest = documetNameList->update([&](const DocumentNames& names) {
             head = names.empty() ? std::nullopt : std::optional(names.at(0));
-            return head ? names.withoutFirst(fate) : names;
+            fate = head ? fateOf(*head) : std::nullopt;
+            return fate ? names.withoutFirst(*fate) : names;
         });
-        if (!head) {
+        if (!head)
             BSDebugger::log(
                 "DEBUG_HARVELSTONE_sendAsynchronousRequest : nextSendDocument->documentNamelist.size == 0  ");
-            return Next::stop;
-        }
+        if (!fate) return Next::stop;
         storeNames(rest->size());
-        recordFate(*head, fate);
+        recordFate(*head, *fate);
         removeLater(manager_, *std::move(head));
         return rest->empty() ? startAfresh() : Next::pass;
     }
 
-    Next finishHead(Fate fate) {
-        if (!documetNameList->load()->empty()) return retireHead(fate);
+    Next startAfreshInstead() {
         startAfresh();
         BSDebugger::log("DEBUG_HARVELSTONE_SENDDOCUMENT skip by documentNameList size is zero. ");
         return Next::stop;
@@ -238,7 +265,9 @@ class DocumentManager::SendRun {
     }
 
     DocumentManager& manager_;
-    const Fate fateOfHead_;
+    const std::string uploadedId_;
+    const Fate fateOfUploaded_ = Fate::sent;
+    std::string documentId_;  // which the pass looks at
     bool hasStoredNames_ = false;
     std::size_t owedRetirements_ = 0;  // since the list was stored
     std::string json_;
@@ -249,6 +278,8 @@ void DocumentManager::sendDocument() { SendRun(*this).start(&SendRun::pass); }
 
 void DocumentManager::nextSendDocument() { SendRun(*this).start(&SendRun::retireHead); }
 
-void DocumentManager::finishHead(Fate fate) { SendRun(*this, fate).start(&SendRun::finishHead); }
+void DocumentManager::finishUpload(const std::string& documentId, Fate fate) {
+    SendRun(*this, documentId, fate).start(&SendRun::finishHead);
+}
 
 }  // namespace harvelstone

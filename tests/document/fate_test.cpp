@@ -14,14 +14,14 @@ using ::testing::Pair;
 
 constexpr Fate allFates[] = {
     Fate::sent,         Fate::transportFailed, Fate::expired, Fate::retriesExhausted, Fate::noConversionData,
-    Fate::trafficLimit, Fate::sessionMissing};
+    Fate::trafficLimit, Fate::sessionMissing, Fate::otherAnswered};
 
 TEST(Fates, AllHaveANameOfTheirOwn) {
     std::vector<std::string_view> names;
     for (const auto fate : allFates) names.push_back(fateName(fate));
 
     EXPECT_THAT(names, ElementsAre("sent", "transport_failed", "expired", "retries_exhausted", "no_conversion_data",
-                                   "traffic_limit", "session_missing"));
+                                   "traffic_limit", "session_missing", "other_answered"));
     EXPECT_EQ(names.size(), fateCount);
 }
 
