@@ -3,12 +3,14 @@
 
 #include "harvelstone/api/Analytics.hpp"
 
+#include <mutex>
 #include <utility>
 
 #include "harvelstone/document/DocumentManager.hpp"
 #include "harvelstone/document/Fate.hpp"
 #include "harvelstone/document/OutstandingWork.hpp"
 #include "harvelstone/document/current_ledger.hpp"
+#include "harvelstone/platform/NeverDestroyed.hpp"
 #include "harvelstone/services/BSUtil.hpp"
 #include "harvelstone/services/HarvelstoneCore.hpp"
 #include "harvelstone/services/QueueFile.hpp"
@@ -18,6 +20,10 @@
 namespace harvelstone {
 
 namespace {
+
+/// The goal is remembered, then recorded: of two threads each has to record its own. Recursive, so that a goal from
+/// inside a debug log of the host's does not wait for itself.
+constinit platform::NeverDestroyed<std::recursive_mutex> goalLock;
 
 DocumentManager& manager() { return DocumentManager::sharedInstance(); }
 
@@ -111,6 +117,7 @@ void Analytics::setProductCategory(const std::string& code, std::optional<std::s
 }
 
 void Analytics::goal(std::int64_t number, std::int64_t value) {
+    const std::lock_guard lock(*goalLock);
     manager().setGoal(number, value);
     intoNewestDocument([] { manager().putGoal(); });
 }

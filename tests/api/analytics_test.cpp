@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <limits>
+#include <set>
+#include <thread>
 
 #include "harvelstone/document/DocumentManager.hpp"
 #include "harvelstone/services/HarvelstoneCore.hpp"
@@ -217,6 +219,26 @@ TEST_F(AnalyticsTest, TheProfileReachesTheRefreshedDocument) {
     Analytics::refreshDocument();
 
     EXPECT_EQ(newestSession().at(StaticValues::PARAM_MBR()), Value("member-7"));
+}
+
+TEST_F(AnalyticsTest, GoalsOfTwoThreadsAreEachRecordedOnce) {
+    constexpr std::int64_t goalsOfEach = 100;
+    Analytics::setProduct("P");
+    Analytics::setProductCategory("C");
+    const auto recordFrom = [](std::int64_t first) {
+        for (auto number = first; number < first + goalsOfEach; ++number) Analytics::goal(number, number);
+    };
+
+    std::thread other(recordFrom, 1000);
+    recordFrom(2000);
+    other.join();
+
+    std::set<std::string> goals;
+    for (const auto& record :
+         DocumentManager::sharedInstance().getQueue(StaticValues::GOAL_FILE_PREFIX(), newestDocument()))
+        for (const auto& [key, value] : *record.dictionary())
+            if (key.starts_with("g") && value.isInteger()) goals.insert(key);
+    EXPECT_EQ(goals.size(), 2U * goalsOfEach);
 }
 
 TEST_F(AnalyticsTest, WithoutConsentNothingIsSent) {

@@ -13,8 +13,8 @@ using ::testing::ElementsAre;
 using ::testing::Pair;
 
 constexpr Fate allFates[] = {
-    Fate::sent,         Fate::transportFailed, Fate::expired, Fate::retriesExhausted, Fate::noConversionData,
-    Fate::trafficLimit, Fate::sessionMissing, Fate::otherAnswered};
+    Fate::sent,         Fate::transportFailed, Fate::expired,      Fate::retriesExhausted, Fate::noConversionData,
+    Fate::trafficLimit, Fate::sessionMissing,  Fate::otherAnswered};
 
 TEST(Fates, AllHaveANameOfTheirOwn) {
     std::vector<std::string_view> names;
