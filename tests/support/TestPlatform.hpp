@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <iosfwd>
@@ -124,7 +125,7 @@ class FakeDevice final : public platform::Device {
 
   private:
     std::string documents_;
-    mutable unsigned uuids_ = 0;
+    mutable std::atomic<unsigned> uuids_ = 0;
 };
 
 class RecordingLog final : public platform::Log {
