@@ -51,7 +51,7 @@ class DocumentNames {
     DocumentNames() : DocumentNames(std::vector<std::string>()) {}
     /// Documents that no account knows: they count as created.
     explicit DocumentNames(std::vector<std::string> names);
-    DocumentNames(std::vector<std::string> names, DocumentAccount account);
+    DocumentNames(std::vector<std::string> names, const DocumentAccount& account);
 
     bool empty() const { return size() == 0; }
     std::size_t size() const { return names_->size() - first_; }

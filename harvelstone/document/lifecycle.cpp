@@ -34,8 +34,7 @@ bool restoreNames() {
     const bool wasStored = stored.has_value();
     auto names = std::move(stored).value_or(std::vector<std::string>());
     auto account = readStoredAccount((*documentDB)->get(ledgerKey));
-    documetNameList->store(account ? DocumentNames(std::move(names), *std::move(account))
-                                   : DocumentNames(std::move(names)));
+    documetNameList->store(account ? DocumentNames(std::move(names), *account) : DocumentNames(std::move(names)));
     return wasStored;
 }
 

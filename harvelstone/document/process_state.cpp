@@ -41,8 +41,8 @@ DocumentNames::DocumentNames(std::vector<std::string> names) : DocumentNames(std
     account_.created = size();
 }
 
-DocumentNames::DocumentNames(std::vector<std::string> names, DocumentAccount account)
-    : names_(std::make_shared<const std::vector<std::string>>(std::move(names))), account_(std::move(account)) {}
+DocumentNames::DocumentNames(std::vector<std::string> names, const DocumentAccount& account)
+    : names_(std::make_shared<const std::vector<std::string>>(std::move(names))), account_(account) {}
 
 const std::string& DocumentNames::at(std::size_t index) const {
     if (index >= size())
@@ -58,7 +58,7 @@ DocumentNames DocumentNames::withAppended(std::string name) const {
     names.push_back(std::move(name));
     auto account = account_;
     ++account.created;
-    return {std::move(names), std::move(account)};
+    return {std::move(names), account};
 }
 
 DocumentNames DocumentNames::withoutFirst(Fate fate) const {

@@ -135,7 +135,7 @@ void NamedMap::put(std::string_view key, Value value) {
     putAll(std::move(member));
 }
 
-void NamedMap::putAll(Dictionary members) {
+void NamedMap::putAll(Dictionary&& members) {
     for (const auto& [key, value] : members)
         if (nestingDepth(value) > maximumNestingDepth)
             throw platform::InvalidArgumentException(

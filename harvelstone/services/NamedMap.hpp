@@ -52,7 +52,7 @@ class NamedMap : public std::enable_shared_from_this<NamedMap> {
     void putDouble(std::string_view key, double value);
     void putString(std::string_view key, std::optional<std::string> value);
     /// Several at once: whoever reads or writes the map finds all of them or none.
-    void putAll(Dictionary members);
+    void putAll(Dictionary&& members);
 
     /// Writes the map to its file now, whatever scope is open; nothing when the file holds this state already.
     void save();

@@ -58,7 +58,7 @@ constinit platform::NeverDestroyed<platform::Snapshot<std::set<std::string>>> id
 
 }  // namespace
 
-AssemblyTurn::AssemblyTurn(const std::string& documentId) : documentId_(documentId) {
+AssemblyTurn::AssemblyTurn(std::string documentId) : documentId_(std::move(documentId)) {
     idsInTurn->update([this](std::set<std::string> ids) {
         isMine_ = ids.insert(documentId_).second;
         return ids;

@@ -12,7 +12,7 @@ namespace harvelstone {
 class AssemblyTurn {
   public:
     /// Takes the turn unless another thread has it; never waits.
-    explicit AssemblyTurn(const std::string& documentId);
+    explicit AssemblyTurn(std::string documentId);
     ~AssemblyTurn();
     AssemblyTurn(const AssemblyTurn&) = delete;
     AssemblyTurn& operator=(const AssemblyTurn&) = delete;
