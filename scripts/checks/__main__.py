@@ -5,11 +5,12 @@ import sys
 
 import boundaries
 import contents
+import guarantees
 import links
 import selector_table
 import wording
 
-CHECKS = [boundaries, contents, selector_table, wording, links]
+CHECKS = [boundaries, contents, selector_table, wording, links, guarantees]
 
 
 def main():

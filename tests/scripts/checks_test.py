@@ -11,6 +11,7 @@ sys.path.insert(0, str(SCRIPTS / "checks"))
 
 import boundaries  # noqa: E402
 import contents  # noqa: E402
+import guarantees  # noqa: E402
 import links  # noqa: E402
 import selector_table  # noqa: E402
 import wording  # noqa: E402
@@ -296,6 +297,19 @@ class LinksTest(TreeTest):
         self.assertEqual(
             links.check(self.root),
             ["README.md: the link to docs/b.md#part leads nowhere", "docs/a.md: the link to gone.md leads nowhere"],
+        )
+
+
+class GuaranteesTest(TreeTest):
+    def test_a_guarantee_without_its_test_is_found(self):
+        self.write("tests/a/a_test.cpp", "TEST_F(Disk, KeepsRecords) {\n}\nTEST(Map, IsWhole) {\n}\nTEST_P(Life, Ends) {\n}\n")
+        self.write("docs/guarantees.md", "`Disk.KeepsRecords`, `Map.*`\n`Life.Ends`, `Disk.IsWhole`, `Folder.*`, `record.add`\n")
+        self.assertEqual(
+            guarantees.check(self.root),
+            [
+                "docs/guarantees.md:2: there is no test Disk.IsWhole",
+                "docs/guarantees.md:2: there is no test Folder.*",
+            ],
         )
 
 
