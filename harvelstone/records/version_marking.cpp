@@ -3,6 +3,7 @@
 // (TYPE_GOAL, TYPE_REVENUE, TYPE_PAGES, TYPE_CLICK, TYPE_SESSION, TYPE_PUSH). Runs on the thread of the pass or, for
 // one record, of the caller.
 
+#include <cstddef>
 #include <fmt/format.h>
 #include <string_view>
 #include <utility>
@@ -35,13 +36,26 @@ constexpr MarkedSection markedSections[] = {
     {&TrackType::TYPE_PUSH, MarkedSection::Shape::oneRecord},
 };
 
+/// The section of stamped records; behind them those that an overlapping pass has appended since so many were read.
+Dictionary withNewest(const std::string& key, List records, std::size_t count, const Dictionary& held) {
+    const auto found = held.find(key);
+    const List* now = found == held.end() ? nullptr : found->second.list();
+    if (now != nullptr && now->size() > count)
+        records.insert(records.end(), now->begin() + static_cast<std::ptrdiff_t>(count), now->end());
+    Dictionary section;
+    section.emplace(key, std::move(records));
+    return section;
+}
+
 void markSection(DocumentManager& manager, NamedMap& document, const MarkedSection& section) {
     const auto& key = section.type().typeValue();
     if (!document.has(key)) return;
     switch (section.shape) {
         case MarkedSection::Shape::records: {
             auto records = document.getMutableArray(key);
-            document.putMutableArray(key, std::move(manager.markVersionArr(records)));
+            const auto count = records.size();
+            manager.markVersionArr(records);
+            document.update([&](const Dictionary& held) { return withNewest(key, std::move(records), count, held); });
             return;
         }
         case MarkedSection::Shape::oneRecord: {

@@ -59,6 +59,13 @@ Result<void> writeAndRename(const std::string& temporaryPath, const std::string&
     return {};
 }
 
+void refuseTooDeep(const Dictionary& members) {
+    for (const auto& [key, value] : members)
+        if (nestingDepth(value) > maximumNestingDepth)
+            throw platform::InvalidArgumentException(
+                fmt::format("the value for the key \"{}\" is nested too deep", key));
+}
+
 }  // namespace
 
 NamedMap::NamedMap(std::string name) : name_(std::move(name)), path_(storedFilePath(name_)) {}
@@ -136,15 +143,17 @@ void NamedMap::put(std::string_view key, Value value) {
 }
 
 void NamedMap::putAll(Dictionary&& members) {
-    for (const auto& [key, value] : members)
-        if (nestingDepth(value) > maximumNestingDepth)
-            throw platform::InvalidArgumentException(
-                fmt::format("the value for the key \"{}\" is nested too deep", key));
+    update([&](const Dictionary&) { return std::move(members); });
+}
+
+void NamedMap::update(const std::function<Dictionary(const Dictionary& held)>& membersToPut) {
     const StorageBatch scope;
     LaterLines lines;
     {
         const std::lock_guard lock(valuesMutex_);
         loadLocked(lines);
+        auto members = membersToPut(values_);
+        refuseTooDeep(members);
         for (auto& [key, value] : members) {
             const Value sound(key);  // a key's bad bytes are repaired like any text's
             values_.insert_or_assign(*sound.string(), std::move(value));

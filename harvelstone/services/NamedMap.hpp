@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -53,6 +54,9 @@ class NamedMap : public std::enable_shared_from_this<NamedMap> {
     void putString(std::string_view key, std::optional<std::string> value);
     /// Several at once: whoever reads or writes the map finds all of them or none.
     void putAll(Dictionary&& members);
+    /// Puts what the function makes of the members that are there, in one step: nothing is put in between. The function
+    /// runs with the map locked: it works on values alone. If it raises, nothing is changed.
+    void update(const std::function<Dictionary(const Dictionary& held)>& membersToPut);
 
     /// Writes the map to its file now, whatever scope is open; nothing when the file holds this state already.
     void save();

@@ -3,12 +3,9 @@
 
 #include "harvelstone/transmit/document_assembly.hpp"
 
-#include <set>
 #include <utility>
 
 #include "harvelstone/platform/Exception.hpp"
-#include "harvelstone/platform/NeverDestroyed.hpp"
-#include "harvelstone/platform/Snapshot.hpp"
 #include "harvelstone/services/BSConfig.hpp"
 #include "harvelstone/services/HarvelstoneCore.hpp"
 #include "harvelstone/services/StaticValues.hpp"
@@ -22,23 +19,61 @@ namespace {
 
 bool isNewVisit(const Dictionary& session) { return findValue(session, StaticValues::PARAM_VISIT_NEW()) == Value("Y"); }
 
+List recordsIn(const Dictionary& members, const std::string& key) {
+    const auto found = members.find(key);
+    const List* records = found == members.end() ? nullptr : found->second.list();
+    return records ? *records : List();
+}
+
+/// What a pass has taken out of a document's queues.
+struct Drained {
+    List goals;
+    List pages;
+    List clicks;
+    List revenues;
+    List pushes;
+
+    /// The sections once this is in them, behind what another pass has put there meanwhile. Only one push counts.
+    Dictionary addedTo(const Dictionary& held) const {
+        Dictionary sections;
+        const auto append = [&](const TypeConstant& type, const List& records) {
+            auto all = recordsIn(held, type.typeValue());
+            all.insert(all.end(), records.begin(), records.end());
+            sections.emplace(type.typeValue(), std::move(all));
+        };
+        append(TrackType::TYPE_GOAL(), goals);
+        append(TrackType::TYPE_PAGES(), pages);
+        append(TrackType::TYPE_CLICK(), clicks);
+        append(TrackType::TYPE_REVENUE(), revenues);
+        const auto& pushKey = TrackType::TYPE_PUSH().typeValue();
+        if (!pushes.empty() && !held.contains(pushKey)) sections.emplace(pushKey, *pushes.front().dictionary());
+        return sections;
+    }
+};
+
 /// All queues or none: what a queue that cannot be read now kept would never be sent. The exception leaves the document
-/// at the head as it was, for the next pass.
+/// at the head as it was, for the next pass. Passes that overlap take each record once, and each adds what it has.
 void fillFromQueues(DocumentManager& manager, NamedMap& document, const std::string& documentId) {
     const auto queue = [&](const std::string& prefix) { return manager.getQueue(prefix, documentId); };
-    auto goals = queue(StaticValues::GOAL_FILE_PREFIX());
-    // Merged at once: pages that cannot be merged leave the queues behind them untouched.
-    auto pages = manager.mergePages(queue(StaticValues::PAGES_FILE_PREFIX()));
-    auto clicks = queue(StaticValues::CLICK_FILE_PREFIX());
-    auto revenues = queue(StaticValues::REVENUE_FILE_PREFIX());
-    auto pushes = queue(StaticValues::PUSH_FILE_PREFIX());
+    Drained drained;
+    drained.goals = queue(StaticValues::GOAL_FILE_PREFIX());
+    try {
+        // Merged at once: pages that cannot be merged leave the queues behind them untouched.
+        drained.pages = manager.mergePages(queue(StaticValues::PAGES_FILE_PREFIX()));
+    } catch (const platform::Exception&) {
+        document.update([&](const Dictionary& held) { return drained.addedTo(held); });  // the goals are sent later
+        throw;
+    }
+    drained.clicks = queue(StaticValues::CLICK_FILE_PREFIX());
+    drained.revenues = queue(StaticValues::REVENUE_FILE_PREFIX());
+    drained.pushes = queue(StaticValues::PUSH_FILE_PREFIX());
     if (!storage_batch::keepsWhatItRead()) throw platform::Exception("a queue of the document cannot be read now");
-    document.putMutableArray(TrackType::TYPE_GOAL().typeValue(), std::move(goals));
-    document.putMutableArray(TrackType::TYPE_PAGES().typeValue(), std::move(pages));
-    document.putMutableArray(TrackType::TYPE_CLICK().typeValue(), std::move(clicks));
-    document.putMutableArray(TrackType::TYPE_REVENUE().typeValue(), std::move(revenues));
-    if (!pushes.empty())
-        document.putDictionary(TrackType::TYPE_PUSH().typeValue(), std::move(*pushes.front().dictionary()));
+    document.update([&](const Dictionary& held) {
+        auto members = drained.addedTo(held);
+        // A pass that was here meanwhile has counted its attempt.
+        if (!held.contains(StaticValues::RETRY_COUNT())) members.emplace(StaticValues::RETRY_COUNT(), 1);
+        return members;
+    });
 }
 
 /// The server's time of the new visit goes into the documents that follow it, not into the new visit's own.
@@ -53,30 +88,11 @@ void addServerTime(NamedMap& document) {
     document.putDictionary(sessionKey, std::move(session));
 }
 
-/// Of the documents that are being filled now.
-constinit platform::NeverDestroyed<platform::Snapshot<std::set<std::string>>> idsInTurn;
-
 }  // namespace
-
-AssemblyTurn::AssemblyTurn(std::string documentId) : documentId_(std::move(documentId)) {
-    idsInTurn->update([this](std::set<std::string> ids) {
-        isMine_ = ids.insert(documentId_).second;
-        return ids;
-    });
-}
-
-AssemblyTurn::~AssemblyTurn() {
-    if (!isMine_) return;
-    idsInTurn->update([this](std::set<std::string> ids) {
-        ids.erase(documentId_);
-        return ids;
-    });
-}
 
 std::shared_ptr<NamedMap> assembled(DocumentManager& manager, std::shared_ptr<NamedMap> document,
                                     const std::string& documentId) {
     fillFromQueues(manager, *document, documentId);
-    document->putInt(StaticValues::RETRY_COUNT(), 1);
     addServerTime(*document);
     return manager.markVersionInfo(std::move(document));
 }

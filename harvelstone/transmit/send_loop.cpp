@@ -182,9 +182,6 @@ class DocumentManager::SendRun {
         if (isExpired(doubleValue(findValue(*session->dictionary(), StaticValues::CREATE_TIME()))))
             return retireExpired();
         if (!document->has(StaticValues::RETRY_COUNT())) {
-            const AssemblyTurn turn(documentId_);
-            // Another pass fills the document just now, and sends it.
-            if (!turn.isMine() || document->has(StaticValues::RETRY_COUNT())) return Next::stop;
             document = assembled(manager_, std::move(document), documentId_);
         } else if (isExhausted(*document)) {
             BSDebugger::log(

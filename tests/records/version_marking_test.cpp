@@ -181,6 +181,29 @@ TEST_F(VersionMarking, TheRecordsOfOneListMayGetDifferentVersions) {
     host.join();
 }
 
+TEST_F(VersionMarking, RecordsThatAreAppendedMeanwhileStay) {
+    constexpr std::size_t appended = 500;
+    const auto& goalKey = key(TrackType::TYPE_GOAL());
+    document()->putMutableArray(goalKey, {});
+    std::atomic<bool> isEnough = false;
+    std::thread pass([&] {
+        const StorageBatch batch;
+        while (!isEnough) manager().markVersionInfo(document());
+    });
+    {
+        const StorageBatch batch;
+        for (std::size_t i = 0; i < appended; ++i)
+            document()->update([&](const Dictionary& held) -> Dictionary {
+                auto goals = *held.at(goalKey).list();
+                goals.emplace_back(Dictionary{{"g3", static_cast<std::int64_t>(i)}});
+                return {{goalKey, std::move(goals)}};
+            });
+    }
+    isEnough = true;
+    pass.join();
+    EXPECT_EQ(document()->getMutableArray(goalKey).size(), appended);
+}
+
 TEST_F(VersionMarking, MarkingLeavesTheSavingToItsCaller) {
     document()->putDictionary(key(TrackType::TYPE_SESSION()), {{"sid", "S1"}});
     const auto files = recordFiles();

@@ -63,6 +63,32 @@ TEST_F(NamedMapTest, PutsNoneOfSeveralMembersWhenOneIsRefused) {
     EXPECT_FALSE(map("m")->has("a"));
 }
 
+TEST_F(NamedMapTest, UpdatesFromWhatItHoldsWithNothingPutInBetween) {
+    const auto countUp = [] {
+        for (int i = 0; i < 1000; ++i)
+            map("m")->update([](const Dictionary& held) -> Dictionary {
+                return {{"count", integerValue(findValue(held, "count")) + 1}};
+            });
+    };
+    const StorageBatch oneCommit;
+    std::thread other([&] {
+        const StorageBatch otherCommit;
+        countUp();
+    });
+    countUp();
+    other.join();
+    EXPECT_EQ(map("m")->get("count"), Value(2000));
+}
+
+TEST_F(NamedMapTest, StaysAsItWasWhenAnUpdateRaises) {
+    map("m")->putInt("a", 1);
+    disk->clear();
+    EXPECT_THROW(map("m")->update([](const Dictionary&) -> Dictionary { throw InvalidArgumentException("no"); }),
+                 InvalidArgumentException);
+    EXPECT_EQ(map("m")->get("a"), Value(1));
+    EXPECT_EQ(disk->count("rename"), 0U);
+}
+
 TEST_F(NamedMapTest, StoresOneJsonObject) {
     map("m")->putInt("b", 2);
     map("m")->putMutableArray("a", {nullptr, true});

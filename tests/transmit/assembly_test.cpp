@@ -78,6 +78,22 @@ TEST_F(Assembly, PagesAreMergedOnTheWay) {
     EXPECT_THAT(uploadedRecords(TrackType::TYPE_PAGES()), ElementsAre(Value(stamped(summary))));
 }
 
+TEST_F(Assembly, PagesThatCannotBeMergedCostNoGoal) {
+    queue(StaticValues::GOAL_FILE_PREFIX(), {{"goal", 1}});
+    queue(StaticValues::PAGES_FILE_PREFIX(), {{"undated", 1}});
+    send();
+    EXPECT_EQ(sentCount(), 0U);
+    EXPECT_EQ(attempts(headId()), std::nullopt);
+    queue(StaticValues::GOAL_FILE_PREFIX(), {{"goal", 2}});
+
+    send();
+
+    const auto goals = *findValue(uploaded(), TrackType::TYPE_GOAL().typeValue())->list();
+    ASSERT_EQ(goals.size(), 2U);
+    EXPECT_EQ(findValue(*goals[0].dictionary(), "goal"), Value(1));
+    EXPECT_EQ(findValue(*goals[1].dictionary(), "goal"), Value(2));
+}
+
 TEST_F(Assembly, OfThePushQueueOnlyTheFirstRecordCounts) {
     queue(StaticValues::PUSH_FILE_PREFIX(), {{"message", "m-1"}});
     queue(StaticValues::PUSH_FILE_PREFIX(), {{"message", "m-2"}});

@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "harvelstone/transmit/document_assembly.hpp"
-
 #include "tests/transmit/SendingTest.hpp"
 
 namespace harvelstone::testing {
@@ -11,6 +9,8 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
+
+constexpr int whenPagesAreMerged = 3;  // the reading of the clock after those for the permission and the age
 
 class PassInAPass : public SendingTest {
   protected:
@@ -75,26 +75,48 @@ TEST_F(PassInAPass, RetiresADocumentOfTheTrafficLimitOnceAndNotTheNextWithIt) {
     EXPECT_EQ(retiredAs(Fate::trafficLimit), 0U);
 }
 
-TEST_F(PassInAPass, LeavesTheFirstAssemblyToThePassThatHasBegunIt) {
+TEST_F(PassInAPass, AddsWhatItHasTakenToWhatTheOtherHasTaken) {
     queue(StaticValues::GOAL_FILE_PREFIX(), {{"goal", 1}});
     queue(StaticValues::CLICK_FILE_PREFIX(), {{"click", 1}});
-    constexpr int whenPagesAreMerged = 3;  // after the one for the permission and the one for the age
     passAtReading(whenPagesAreMerged);
 
     send();
 
-    ASSERT_EQ(sentCount(), 1U);
+    ASSERT_EQ(sentCount(), 2U) << "the head may be sent twice";
     EXPECT_THAT(records(uploaded(), TrackType::TYPE_GOAL()), SizeIs(1));
     EXPECT_THAT(records(uploaded(), TrackType::TYPE_CLICK()), SizeIs(1));
     EXPECT_EQ(attempts(headId()), Value(1));
 }
 
-TEST_F(PassInAPass, CanFillTheSameDocumentOnceTheFirstHasFailedTo) {
-    { const AssemblyTurn turn(headId()); }
-    EXPECT_TRUE(AssemblyTurn(headId()).isMine());
-    const AssemblyTurn turn(headId());
-    EXPECT_FALSE(AssemblyTurn(headId()).isMine());
-    EXPECT_TRUE(AssemblyTurn("another").isMine());
+TEST_F(PassInAPass, AppendsToTheRecordsOfTheOtherAndKeepsItsPush) {
+    queue(StaticValues::CLICK_FILE_PREFIX(), {{"click", 1}});
+    queue(StaticValues::PUSH_FILE_PREFIX(), {{"push", 1}});
+    passAtReading(whenPagesAreMerged);
+    atLine("DEBUG_HARVELSTONE_JSON[SDK->SERVER]", [this, isFirst = true]() mutable {
+        if (!std::exchange(isFirst, false)) return;
+        queue(StaticValues::CLICK_FILE_PREFIX(), {{"click", 2}});
+        queue(StaticValues::PUSH_FILE_PREFIX(), {{"push", 2}});
+    });
+
+    send();
+
+    const auto clicks = records(uploaded(), TrackType::TYPE_CLICK());
+    ASSERT_THAT(clicks, SizeIs(2));
+    EXPECT_EQ(findValue(*clicks[0].dictionary(), "click"), Value(1));
+    EXPECT_EQ(findValue(*clicks[1].dictionary(), "click"), Value(2));
+    EXPECT_EQ(findValue(section(*head(), TrackType::TYPE_PUSH()), "push"), Value(1));
+}
+
+TEST_F(PassInAPass, CountsTheAttemptsThatTheOtherHasMade) {
+    passAtReading(whenPagesAreMerged);
+    atLine("DEBUG_HARVELSTONE_JSON[SDK->SERVER]", [this, isFirst = true]() mutable {
+        if (std::exchange(isFirst, false)) send();
+    });
+
+    send();
+
+    EXPECT_EQ(sentCount(), 3U);
+    EXPECT_EQ(attempts(headId()), Value(2));
 }
 
 TEST_F(PassInAPass, TheSecondAnswerToADocumentRetiresTheNextOneByThatName) {
