@@ -31,6 +31,7 @@
 #include "harvelstone/document/Fate.hpp"
 #include "harvelstone/platform/HttpClient.hpp"
 #include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/Snapshot.hpp"
 #include "harvelstone/platform/Value.hpp"
 #include "harvelstone/services/NamedMap.hpp"
@@ -42,7 +43,9 @@ namespace harvelstone {
 // ---- Process-wide state: document/process_state.cpp ----
 //
 // It exists once a process, is shared by every operation and outlives any one call. No operation locks it: scalars are
-// atomic, the list is an immutable state that is swapped whole, so no pass is ever kept out by another.
+// atomic, the list is an immutable state that is swapped whole, so no pass is ever kept out by another. A child made by
+// fork has its own: what stands here as a plain variable is a constant, or set by its start-up before anything reads
+// it.
 
 /// Ids of the documents that wait to be sent, oldest first; the last is the newest document's. With them goes the
 /// account of all documents, so that no state of the list is ever without its own.
@@ -84,13 +87,13 @@ extern std::atomic<bool> sendLock;
 extern SessionManager* sessionManager;
 extern ProfileManager* profiler;
 /// The document DB map: the pending list and what is kept across visits.
-extern platform::NeverDestroyed<std::shared_ptr<NamedMap>> documentDB;
+extern platform::PerProcess<std::shared_ptr<NamedMap>> documentDB;
 /// The key of the pending list in the document DB map.
 extern platform::NeverDestroyed<std::string> DOCUMENT_TARGET_NAME;
 /// The pending list. The name is spelled so on purpose.
-extern platform::NeverDestroyed<platform::Snapshot<DocumentNames>> documetNameList;
+extern platform::PerProcess<platform::Snapshot<DocumentNames>> documetNameList;
 /// The document into which new data goes.
-extern platform::NeverDestroyed<platform::Snapshot<std::shared_ptr<NamedMap>>> currentDocument;
+extern platform::PerProcess<platform::Snapshot<std::shared_ptr<NamedMap>>> currentDocument;
 /// The age limit of a stored file, in whole hours. The name is spelled so on purpose.
 extern std::atomic<std::int64_t> MAX_LEFE_TIME_JSONFILE;
 /// A document whose stored retry count has reached this is given up.

@@ -7,15 +7,15 @@
 #include <numeric>
 #include <utility>
 
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/Snapshot.hpp"
 
 namespace harvelstone {
 
 namespace {
 
-constinit std::array<std::atomic<std::uint64_t>, fateCount> counters{};
-constinit platform::NeverDestroyed<platform::Snapshot<FateObserver>> currentObserver;
+constinit platform::PerProcess<std::array<std::atomic<std::uint64_t>, fateCount>> counters;
+constinit platform::PerProcess<platform::Snapshot<FateObserver>> currentObserver;
 
 }  // namespace
 
@@ -60,12 +60,12 @@ FateCounts FateCounts::operator-(const FateCounts& earlier) const {
 
 FateCounts fateCounts() {
     FateCounts counts;
-    for (std::size_t i = 0; i < fateCount; ++i) counts.byFate[i] = counters[i].load();
+    for (std::size_t i = 0; i < fateCount; ++i) counts.byFate[i] = (*counters)[i].load();
     return counts;
 }
 
 void recordFate(const std::string& documentId, Fate fate) {
-    ++counters[static_cast<std::size_t>(fate)];
+    ++(*counters)[static_cast<std::size_t>(fate)];
     const auto observer = currentObserver->load();
     if (!observer || !*observer) return;
     try {

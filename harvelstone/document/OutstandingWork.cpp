@@ -7,39 +7,39 @@
 #include <condition_variable>
 #include <mutex>
 
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 
 namespace harvelstone {
 
 namespace {
-
-struct Board {
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::array<std::size_t, 2> counts{};
-
-    std::size_t& count(OutstandingWork::Kind kind) { return counts[static_cast<std::size_t>(kind)]; }
-};
-
-Board& board() {
-    static platform::NeverDestroyed<Board> theBoard;
-    return *theBoard;
-}
 
 // A longer limit would overflow the clock.
 constexpr std::chrono::hours longestWait{24 * 365};
 
 }  // namespace
 
-OutstandingWork::OutstandingWork(Kind kind) : kind_(kind) {
-    const std::lock_guard lock(board().mutex);
-    ++board().count(kind_);
+struct OutstandingWork::Board {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::array<std::size_t, 2> counts{};
+
+    std::size_t& count(Kind kind) { return counts[static_cast<std::size_t>(kind)]; }
+};
+
+OutstandingWork::Board& OutstandingWork::board() {
+    static constinit platform::PerProcess<Board> theBoard;
+    return *theBoard;
+}
+
+OutstandingWork::OutstandingWork(Kind kind) : kind_(kind), board_(board()) {
+    const std::lock_guard lock(board_.mutex);
+    ++board_.count(kind_);
 }
 
 OutstandingWork::~OutstandingWork() {
     // Notified under the lock: a waiter that sees the end may be about to end the process.
-    const std::lock_guard lock(board().mutex);
-    if (--board().count(kind_) == 0) board().changed.notify_all();
+    const std::lock_guard lock(board_.mutex);
+    if (--board_.count(kind_) == 0) board_.changed.notify_all();
 }
 
 std::size_t OutstandingWork::count(Kind kind) {

@@ -26,7 +26,11 @@ class OutstandingWork {
     static bool waitUntilNone(Kind kind, std::chrono::steady_clock::duration limit);
 
   private:
+    struct Board;
+    static Board& board();
+
     const Kind kind_;
+    Board& board_;  // of the process that it was made in
 };
 
 /// To be captured by a task that is to be copied.

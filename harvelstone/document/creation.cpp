@@ -38,6 +38,7 @@ std::string makeDocumentId(std::string_view sessionId, double seconds) {
 
 std::shared_ptr<NamedMap> DocumentManager::createDocument() {
     const StorageBatch batch;
+    adoptForkedDocuments();
     settleRevenue();
     const auto sessionId = sessionManager->getSession(0);
     const auto documentId = makeDocumentId(sessionId, BSUtil::currentTimeMillis());

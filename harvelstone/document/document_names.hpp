@@ -20,5 +20,12 @@ void storeDocumentNames();
 /// The pending list as that map holds it, oldest first; absent when there is none or it is no list. Elements that
 /// can name no document are left out.
 std::optional<std::vector<std::string>> storedDocumentNames(const NamedMap& db);
+/// The same for what the map holds under that key.
+std::optional<std::vector<std::string>> documentNamesFrom(const std::optional<Value>& stored);
+
+/// Adds the documents that ended children of this process, or of an earlier one, left behind to the pending list, and
+/// their files to the storage folder. A child that still runs keeps its own. What fails is tried again the next time.
+/// Nothing in a forked child. document/adoption.cpp
+void adoptForkedDocuments();
 
 }  // namespace harvelstone

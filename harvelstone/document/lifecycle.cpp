@@ -14,6 +14,7 @@
 #include "harvelstone/services/BSUtil.hpp"
 #include "harvelstone/services/StaticValues.hpp"
 #include "harvelstone/services/StorageBatch.hpp"
+#include "harvelstone/services/StorageFolder.hpp"
 #include "harvelstone/services/TinyMap.hpp"
 
 namespace harvelstone {
@@ -22,13 +23,17 @@ namespace {
 
 constexpr double startUpHoldSeconds = 30.0;
 
-// Recursive, so that a call from inside start-up does not wait for itself.
-constinit platform::NeverDestroyed<std::recursive_mutex> classLock;
-constinit DocumentManager* sharedManager = nullptr;
+/// What `sharedInstance` keeps.
+struct Shared {
+    std::recursive_mutex classLock;  // recursive, so that a call from inside start-up does not wait for itself
+    DocumentManager* manager = nullptr;
+};
+constinit platform::PerProcess<Shared> shared;
 
-/// Puts the stored list in force, or an empty one; says whether there was a stored one.
+/// Puts the stored list in force, or an empty one; says whether there was a stored one. A child made by fork begins
+/// with an empty one: the documents that wait are its parent's to send.
 bool restoreNames() {
-    auto stored = storedDocumentNames(**documentDB);
+    auto stored = parentsStorageFolder() ? std::nullopt : storedDocumentNames(**documentDB);
     // The line's words do not fit the branch: it says "zero" whenever there is a list. Kept so on purpose.
     if (stored) BSDebugger::log("DEBUG_HARVELSTONE_CONFIG : documentDB->DOCUMENT_TARGET_NAME size is zero. ");
     const bool wasStored = stored.has_value();
@@ -41,12 +46,13 @@ bool restoreNames() {
 }  // namespace
 
 DocumentManager& DocumentManager::sharedInstance() {
-    const std::lock_guard lock(*classLock);
-    if (sharedManager == nullptr) {
+    auto& ours = *shared;
+    const std::lock_guard lock(ours.classLock);
+    if (ours.manager == nullptr) {
         const StorageBatch batch;
-        sharedManager = new DocumentManager();
+        ours.manager = new DocumentManager();
     }
-    return *sharedManager;
+    return *ours.manager;
 }
 
 DocumentManager::DocumentManager() {

@@ -28,12 +28,12 @@ constinit std::atomic<std::int64_t> sendRcount{0};
 constinit std::atomic<bool> sendLock{false};
 constinit SessionManager* sessionManager = nullptr;
 constinit ProfileManager* profiler = nullptr;
-constinit platform::NeverDestroyed<std::shared_ptr<NamedMap>> documentDB;
+constinit platform::PerProcess<std::shared_ptr<NamedMap>> documentDB;
 // Has its text from the beginning: not every compiler makes a string before the host's own initialisers run, and one
 // made empty after start-up would lose the list.
 platform::NeverDestroyed<std::string> DOCUMENT_TARGET_NAME("DocumentTarget");
-constinit platform::NeverDestroyed<platform::Snapshot<DocumentNames>> documetNameList;
-constinit platform::NeverDestroyed<platform::Snapshot<std::shared_ptr<NamedMap>>> currentDocument;
+constinit platform::PerProcess<platform::Snapshot<DocumentNames>> documetNameList;
+constinit platform::PerProcess<platform::Snapshot<std::shared_ptr<NamedMap>>> currentDocument;
 constinit std::atomic<std::int64_t> MAX_LEFE_TIME_JSONFILE{3};
 constinit std::atomic<std::int64_t> MAX_RETRY_COUNT_FOR_SENDDOCUMENT{3};
 
@@ -77,7 +77,10 @@ List DocumentNames::asList() const {
 }
 
 std::optional<std::vector<std::string>> storedDocumentNames(const NamedMap& db) {
-    const auto stored = db.get(*DOCUMENT_TARGET_NAME);
+    return documentNamesFrom(db.get(*DOCUMENT_TARGET_NAME));
+}
+
+std::optional<std::vector<std::string>> documentNamesFrom(const std::optional<Value>& stored) {
     const List* list = stored ? stored->list() : nullptr;
     if (list == nullptr) return std::nullopt;
     std::vector<std::string> names;

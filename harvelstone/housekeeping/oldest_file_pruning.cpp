@@ -2,10 +2,8 @@
 // included; the long-lived stores (DocumentDB, current_profile_file, ...) stay. Runs on the main queue and on the
 // threads that passes run on.
 
-#include <algorithm>
 #include <fmt/format.h>
 #include <string>
-#include <string_view>
 
 #include "harvelstone/document/DocumentManager.hpp"
 #include "harvelstone/platform/Calendar.hpp"
@@ -18,15 +16,6 @@
 namespace harvelstone {
 
 namespace {
-
-constexpr std::string_view exemptNames[] = {
-    "DocumentDB.Harvelstone",     "current_profile_file.Harvelstone", "current_config_file.Harvelstone",
-    "BS_SESSION_MAP.Harvelstone", "BS_SESSION.Harvelstone",           "postbackDB.Harvelstone",
-};
-
-bool isExempt(std::string_view name) {
-    return std::find(std::begin(exemptNames), std::end(exemptNames), name) != std::end(exemptNames);
-}
 
 bool isTooOld(const std::string& path, double now) {
     const auto attributes = platform::Platform::current().fileSystem->attributes(path);
@@ -43,7 +32,7 @@ void DocumentManager::deleteOldestJsonFile() {
         const double now = BSUtil::currentTimeMillis();
         for (const auto& name : *names) {
             const auto path = fmt::format("{}{}", folder, name);
-            if (!name.ends_with(FILE_SUFFIX) || !isTooOld(path, now) || isExempt(name)) continue;
+            if (!name.ends_with(FILE_SUFFIX) || !isTooOld(path, now) || isLongLivedStore(storedName(name))) continue;
             deletePath(path);
             BSDebugger::log(fmt::format("documentManager.deleteOldestJsonFile : {}", path));
         }

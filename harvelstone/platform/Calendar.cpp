@@ -7,13 +7,10 @@
 #include <fmt/format.h>
 #include <mutex>
 
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/Fork.hpp"
 
 namespace harvelstone::platform {
 namespace {
-
-// The C library's zone is one for the process. It has a lock of its own, which the thread sanitizer does not see.
-constinit NeverDestroyed<std::mutex> zoneMutex;
 
 constexpr int firstYearOfTm = 1900;
 constexpr int daysOfWeek = 7;
@@ -40,7 +37,8 @@ CivilTime civilTime(double secondsSince1970) {
     const auto time = wholeSeconds(secondsSince1970);
     std::tm local{};
     {
-        const std::lock_guard lock(*zoneMutex);
+        // The C library's zone has a lock of its own, which no fork looks after and the thread sanitizer does not see.
+        const std::lock_guard lock(heldAcrossFork());
         tzset();  // a device that travels changes its zone while the app runs
         localtime_r(&time, &local);
     }
@@ -63,7 +61,7 @@ double secondsSince1970(const CivilTime& local) {
     fields.tm_min = local.minute;
     fields.tm_sec = local.second;
     fields.tm_isdst = -1;  // the zone knows whether daylight saving is on then
-    const std::lock_guard lock(*zoneMutex);
+    const std::lock_guard lock(heldAcrossFork());
     return static_cast<double>(std::mktime(&fields));
 }
 

@@ -9,16 +9,16 @@
 #include <mutex>
 #include <new>
 #include <string_view>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
 #include "harvelstone/platform/BlockedSignals.hpp"
 #include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/platform/ExitGuard.hpp"
+#include "harvelstone/platform/Fork.hpp"
 #include "harvelstone/platform/HttpExchange.hpp"
-#include "harvelstone/platform/NeverDestroyed.hpp"
 #include "harvelstone/platform/OpenSockets.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/http_url.hpp"
 
 namespace harvelstone::platform {
@@ -35,10 +35,14 @@ using HeaderLines = std::unique_ptr<curl_slist, Ended<curl_slist_free_all>>;
 
 /// Sets libcurl up for the process, once.
 void prepareLibrary() {
-    static const CURLcode status = [] {
-        const auto result = curl_global_init(CURL_GLOBAL_DEFAULT);
-        ExitGuard::watchForExit();
-        return result;
+    static constinit std::optional<CURLcode> result;
+    const auto status = [] {
+        const std::lock_guard lock(heldAcrossFork());
+        if (!result) {
+            result = curl_global_init(CURL_GLOBAL_DEFAULT);
+            ExitGuard::watchForExit();
+        }
+        return *result;
     }();
     if (status != CURLE_OK) throw Exception(fmt::format("libcurl: {}", curl_easy_strerror(status)));
 }
@@ -107,16 +111,19 @@ struct CurlConnection::Handles {
     OpenSockets sockets;  // gone after the connections
     std::unique_ptr<CURLM, Ended<curl_multi_cleanup>> multi{curl_multi_init()};
     std::unique_ptr<CURL, Ended<curl_easy_cleanup>> easy{curl_easy_init()};
-    pid_t process = getpid();
+    unsigned process = processGeneration();
     bool keepsOldVersion = false;  ///< the kept connection leads to a server of HTTP/1.0
 
     /// Keeps handles that cannot be closed in order: TLS is gone at the exit, and in a child made by fork the
     /// connections are the parent's.
     static void leaveOpen(std::unique_ptr<Handles> handles) {
-        static NeverDestroyed<std::mutex> mutex;
-        static NeverDestroyed<std::vector<std::unique_ptr<Handles>>> open;
-        const std::lock_guard lock(*mutex);
-        open->push_back(std::move(handles));
+        struct Open {
+            std::mutex mutex;
+            std::vector<std::unique_ptr<Handles>> handles;
+        };
+        static constinit PerProcess<Open> open;
+        const std::lock_guard lock(open->mutex);
+        open->handles.push_back(std::move(handles));
     }
 };
 
@@ -270,7 +277,7 @@ void CurlConnection::open() {
 
 void CurlConnection::close() {
     const ExitGuard guard([] {});
-    const bool canClose = !guard.isExiting() && handles_->process == getpid();
+    const bool canClose = !guard.isExiting() && handles_->process == processGeneration();
     if (!canClose) Handles::leaveOpen(std::move(handles_));
     handles_.reset();
 }

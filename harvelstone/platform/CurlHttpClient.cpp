@@ -9,13 +9,13 @@
 #include <mutex>
 #include <sstream>
 #include <string_view>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
 #include "harvelstone/platform/CurlConnection.hpp"
 #include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/platform/HttpExchange.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/http_url.hpp"
 
 namespace harvelstone::platform {
@@ -83,11 +83,11 @@ class CurlHttpClient::Pool {
 
     std::unique_ptr<CurlConnection> lend() {
         {
-            const std::lock_guard lock(mutex_);
-            forgetParents();
-            if (!kept_.empty()) {
-                auto connection = std::move(kept_.back());
-                kept_.pop_back();
+            auto& kept = *kept_;
+            const std::lock_guard lock(kept.mutex);
+            if (!kept.connections.empty()) {
+                auto connection = std::move(kept.connections.back());
+                kept.connections.pop_back();
                 return connection;
             }
         }
@@ -95,20 +95,18 @@ class CurlHttpClient::Pool {
     }
 
     void takeBack(std::unique_ptr<CurlConnection> connection) {
-        const std::lock_guard lock(mutex_);
-        if (kept_.size() < mostKept) kept_.push_back(std::move(connection));
+        auto& kept = *kept_;
+        const std::lock_guard lock(kept.mutex);
+        if (kept.connections.size() < mostKept) kept.connections.push_back(std::move(connection));
     }
 
-    /// In a child made by fork, the connections are still its parent's.
-    void forgetParents() {
-        const auto before = std::exchange(process_, getpid());
-        if (before != process_) kept_.clear();
-    }
+    struct Kept {
+        std::mutex mutex;
+        std::vector<std::unique_ptr<CurlConnection>> connections;
+    };
 
     const CurlSettings settings_;
-    std::mutex mutex_;
-    std::vector<std::unique_ptr<CurlConnection>> kept_;
-    pid_t process_ = getpid();
+    OwnedPerProcess<Kept> kept_;  // in a child made by fork, the connections are still its parent's
 };
 
 CurlHttpClient::CurlHttpClient(CurlSettings settings) {

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 
 namespace harvelstone::platform {
 namespace {
@@ -22,13 +22,12 @@ struct Gate {
     std::condition_variable someoneLeft;
     std::vector<const ExitGuard*> inside;
     bool isExiting = false;
-    pid_t process = getpid();
 };
 
-Gate& gate() {
-    static NeverDestroyed<Gate> theGate;
-    return *theGate;
-}
+// A child made by fork has none of the guarded threads.
+constinit PerProcess<Gate> theGate;
+
+Gate& gate() { return *theGate; }
 
 [[noreturn]] void parkForever() {
     for (;;) pause();
@@ -40,7 +39,6 @@ void ExitGuard::watchForExit() {
     gate();
     std::atexit([] {
         std::unique_lock lock(gate().mutex);
-        if (gate().process != getpid()) return;  // a child made by fork: the guarded threads are its parent's
         gate().isExiting = true;
         for (const auto* guard : gate().inside) guard->wakeUp_();
         gate().someoneLeft.wait_for(lock, longestWait, [] { return gate().inside.empty(); });
@@ -49,8 +47,6 @@ void ExitGuard::watchForExit() {
 
 ExitGuard::ExitGuard(std::function<void()> wakeUp) : wakeUp_(std::move(wakeUp)) {
     const std::lock_guard lock(gate().mutex);
-    const auto before = std::exchange(gate().process, getpid());
-    if (before != gate().process) gate().inside.clear();  // the parent's
     gate().inside.push_back(this);
 }
 

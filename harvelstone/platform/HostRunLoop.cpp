@@ -14,25 +14,25 @@ std::shared_ptr<HostRunLoop> HostRunLoop::mainQueue() {
 
 std::shared_ptr<RunLoop> HostRunLoop::onOwnThread() { return WorkerThreads().newOperationQueue(); }
 
-void HostRunLoop::post(Task task) { tasks_.post(std::move(task)); }
+void HostRunLoop::post(Task task) { tasks_->post(std::move(task)); }
 
-void HostRunLoop::callAfter(Seconds delay, Task task) { tasks_.callAfter(delay, std::move(task)); }
+void HostRunLoop::callAfter(Seconds delay, Task task) { tasks_->callAfter(delay, std::move(task)); }
 
 void HostRunLoop::runReady() {
     const Running running(weak_from_this().lock());
-    tasks_.runReady();
+    tasks_->runReady();
 }
 
 void HostRunLoop::runFor(Seconds time) {
     const Running running(weak_from_this().lock());
-    tasks_.runFor(time);
+    tasks_->runFor(time);
 }
 
 void HostRunLoop::runUntilIdle() {
     const Running running(weak_from_this().lock());
-    tasks_.runUntilIdle();
+    tasks_->runUntilIdle();
 }
 
-void HostRunLoop::stop() { tasks_.stop(); }
+void HostRunLoop::stop() { tasks_->stop(); }
 
 }  // namespace harvelstone::platform

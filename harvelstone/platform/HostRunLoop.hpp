@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/RunLoop.hpp"
 #include "harvelstone/platform/TaskLoop.hpp"
 
@@ -10,7 +11,8 @@ namespace harvelstone::platform {
 /// A run loop that its owner pumps: tasks run inside the calls below, on the thread that makes them.
 ///
 /// Any thread may hand tasks in; one thread at a time may pump. A task that raises is logged as a platform line and
-/// dropped, and the loop goes on. Made with `std::make_shared`, so that a task can ask for it with `current()`.
+/// dropped, and the loop goes on. In a child made by fork it starts empty. Made with `std::make_shared`, so that a task
+/// can ask for it with `current()`.
 class HostRunLoop final : public RunLoop, public std::enable_shared_from_this<HostRunLoop> {
   public:
     /// The process's main queue unless another is installed. The host pumps it; never destroyed.
@@ -32,7 +34,7 @@ class HostRunLoop final : public RunLoop, public std::enable_shared_from_this<Ho
     void stop();
 
   private:
-    TaskLoop tasks_;
+    OwnedPerProcess<TaskLoop> tasks_;
 };
 
 }  // namespace harvelstone::platform

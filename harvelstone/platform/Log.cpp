@@ -8,12 +8,13 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
+#include "harvelstone/platform/Uncancelled.hpp"
 
 namespace harvelstone::platform {
 namespace {
 
-NeverDestroyed<std::mutex> writing;
+constinit PerProcess<std::mutex> writing;
 
 /// How much of the line and its line feed went out with one system call; a negative number for an error.
 ssize_t writeSome(std::string_view line, std::string_view lineFeed) {
@@ -23,6 +24,7 @@ ssize_t writeSome(std::string_view line, std::string_view lineFeed) {
 }
 
 void writeLine(std::string_view line) noexcept {
+    const Uncancelled uncancelled;
     const std::lock_guard lock(*writing);
     for (std::string_view lineFeed = "\n"; !lineFeed.empty();) {
         const auto written = writeSome(line, lineFeed);

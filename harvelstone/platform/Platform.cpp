@@ -6,8 +6,12 @@
 
 #include "harvelstone/platform/CurlHttpClient.hpp"
 #include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/Fork.hpp"
 #include "harvelstone/platform/HostRunLoop.hpp"
+#include "harvelstone/platform/OutOfActionMachine.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/WorkerThreads.hpp"
+#include "harvelstone/platform/keep_loaded.hpp"
 
 namespace harvelstone::platform {
 namespace {
@@ -30,8 +34,14 @@ std::unique_ptr<Platform> completed(Platform platform) {
 Platform* putInForce(std::unique_ptr<Platform> platform, bool& wasFirst) {
     Platform* before = nullptr;
     wasFirst = inForce.compare_exchange_strong(before, platform.get(), std::memory_order_acq_rel);
+    if (wasFirst) keepLoaded();
     return wasFirst ? platform.release() : before;
 }
+
+struct OutOfAction {
+    Platform machine = outOfActionMachine(*inForce);
+};
+constinit PerProcess<OutOfAction> outOfAction;
 
 }  // namespace
 
@@ -43,7 +53,7 @@ void Platform::install(Platform platform) {
 
 Platform& Platform::current() {
     auto* platform = inForce.load(std::memory_order_acquire);
-    if (platform) return *platform;
+    if (platform) return isOutOfAction() ? outOfAction->machine : *platform;
     bool wasFirst = false;
     return *putInForce(completed({}), wasFirst);
 }

@@ -32,10 +32,11 @@ struct Platform {
     SyncPolicy syncPolicy = SyncPolicy::powerLoss;
 
     /// Puts the platform in force for the rest of the process. Once one is in use (installed, or the defaults taken by
-    /// the first `current`), it raises InvalidArgumentException.
+    /// the first `current`), it raises InvalidArgumentException. A child made by fork has its parent's.
     static void install(Platform platform);
 
-    /// The platform in force; the defaults, if none was installed. Any thread; never destroyed.
+    /// The platform in force; the defaults, if none was installed. Any thread; never destroyed. In a child that was
+    /// made in the middle of an operation (see HostCall) it is one that does nothing.
     static Platform& current();
 };
 

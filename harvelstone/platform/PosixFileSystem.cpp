@@ -15,6 +15,8 @@
 #include <utility>
 
 #include "harvelstone/platform/FileSystem.hpp"
+#include "harvelstone/platform/Fork.hpp"
+#include "harvelstone/platform/Uncancelled.hpp"
 
 namespace harvelstone::platform {
 namespace {
@@ -27,6 +29,7 @@ std::error_code lastError() { return {errno, std::generic_category()}; }
 /// Makes a system call, again and again while a signal interrupts it.
 template <typename Call>
 auto retried(Call call) {
+    const Uncancelled uncancelled;
     for (;;) {
         const auto result = call();
         if (result >= 0 || errno != EINTR) return result;
@@ -43,24 +46,36 @@ Result<void> attempted(Call call) {
 class Descriptor {
   public:
     explicit Descriptor(int number) : number_(number) {}
-    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)), process_(other.process_) {}
     Descriptor& operator=(Descriptor&&) = delete;
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
     ~Descriptor() {
-        if (number_ >= 0) close(number_);  // not repeated when interrupted: Linux has closed it then, too
+        const Uncancelled uncancelled;
+        // Not repeated when interrupted: Linux has closed it then, too.
+        if (number_ >= 0 && isOurs()) close(number_);
     }
 
     bool isOpen() const { return number_ >= 0; }
-    int operator*() const { return number_; }
+    /// Whether it was opened in this process. In a child made by fork it is its parent's, and the number may be closed.
+    bool isOurs() const { return process_ == processGeneration(); }
+    /// No file's number when it is not ours, so that a call with it fails.
+    int operator*() const { return isOurs() ? number_ : -1; }
 
   private:
     int number_;
+    unsigned process_ = processGeneration();
 };
 
 class PosixFile final : public File {
   public:
     explicit PosixFile(Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
+    PosixFile(const PosixFile&) = delete;
+    PosixFile& operator=(const PosixFile&) = delete;
+    ~PosixFile() override {
+        // Not left to the closing: a child made by fork may have the same open file, and with it the lock.
+        if (isLocked_) static_cast<void>(PosixFile::unlock());
+    }
 
     Result<std::size_t> read(std::span<std::byte> buffer, std::uint64_t offset) override {
         std::size_t done = 0;
@@ -100,6 +115,26 @@ class PosixFile final : public File {
     }
 
     Result<void> lock(std::chrono::milliseconds longestWait) override {
+        const Uncancelled uncancelled;
+        closeInChild(*descriptor_);
+        auto locked = waitForLock(longestWait);
+        isLocked_ = locked.ok();
+        if (!locked) keepInChild(*descriptor_);
+        return locked;
+    }
+
+    Result<void> unlock() override {
+        auto unlocked = attempted([this] { return flock(*descriptor_, LOCK_UN); });
+        if (descriptor_.isOurs()) keepInChild(*descriptor_);
+        isLocked_ = false;
+        return unlocked;
+    }
+
+  private:
+    static constexpr std::chrono::microseconds shortestPause{50};
+    static constexpr std::chrono::microseconds longestPause{5000};
+
+    Result<void> waitForLock(std::chrono::milliseconds longestWait) const {
         using std::chrono::steady_clock;
         const auto end = steady_clock::now() + longestWait;
         // The system has no wait with an end, so it is asked again and again, at growing distances.
@@ -112,15 +147,8 @@ class PosixFile final : public File {
         }
     }
 
-    Result<void> unlock() override {
-        return attempted([this] { return flock(*descriptor_, LOCK_UN); });
-    }
-
-  private:
-    static constexpr std::chrono::microseconds shortestPause{50};
-    static constexpr std::chrono::microseconds longestPause{5000};
-
     Descriptor descriptor_;
+    bool isLocked_ = false;
 };
 
 int flagsOf(OpenMode mode) {
@@ -194,6 +222,7 @@ Result<void> PosixFileSystem::remove(const std::string& path) {
 }
 
 Result<std::vector<std::string>> PosixFileSystem::list(const std::string& folder) {
+    const Uncancelled uncancelled;
     const std::unique_ptr<DIR, CloseFolder> entries(opendir(folder.c_str()));
     if (!entries) return lastError();
     std::vector<std::string> names;

@@ -1,13 +1,14 @@
 #pragma once
 
-#include <atomic>
 #include <memory>
+#include <mutex>
 #include <utility>
 
 namespace harvelstone::platform {
 
 /// A variable that several threads read and replace without keeping each other out: each reader holds one immutable
-/// state, each writer swaps in a whole new one.
+/// state, each writer swaps in a whole new one. The mutex is held for the copying of a pointer alone; it is the
+/// variable's own, because those behind the standard library's atomic pointers may stay locked in a child made by fork.
 template <typename T>
 class Snapshot {
   public:
@@ -16,9 +17,16 @@ class Snapshot {
     Snapshot& operator=(const Snapshot&) = delete;
 
     /// The state now; a null pointer until the first store.
-    std::shared_ptr<const T> load() const { return std::atomic_load(&state_); }
+    std::shared_ptr<const T> load() const {
+        const std::lock_guard lock(mutex_);
+        return state_;
+    }
 
-    void store(T state) { std::atomic_store(&state_, std::shared_ptr<const T>(std::make_shared<T>(std::move(state)))); }
+    void store(T state) {
+        std::shared_ptr<const T> next = std::make_shared<T>(std::move(state));
+        const std::lock_guard lock(mutex_);
+        state_.swap(next);  // what was there goes after the lock was given back
+    }
 
     /// Replaces the state by `change(state)`, called again when another thread was faster; gives the state put in
     /// place. Before the first store, `change` sees a default-made state.
@@ -26,12 +34,23 @@ class Snapshot {
     std::shared_ptr<const T> update(Change change) {
         auto before = load();
         for (;;) {
-            auto after = std::shared_ptr<const T>(std::make_shared<T>(change(before ? *before : T())));
-            if (std::atomic_compare_exchange_strong(&state_, &before, after)) return after;
+            std::shared_ptr<const T> after = std::make_shared<T>(change(before ? *before : T()));
+            if (replace(before, after)) return after;
         }
     }
 
   private:
+    /// False when the state is another than `before`, which then becomes that one.
+    bool replace(std::shared_ptr<const T>& before, const std::shared_ptr<const T>& after) {
+        std::shared_ptr<const T> found;
+        const std::lock_guard lock(mutex_);
+        found = state_;
+        if (found == before) state_ = after;
+        found.swap(before);
+        return found == before;
+    }
+
+    mutable std::mutex mutex_;
     std::shared_ptr<const T> state_;
 };
 

@@ -11,6 +11,7 @@
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <chrono>
+#include <cxxabi.h>
 #include <exception>
 #include <fmt/format.h>
 #include <string_view>
@@ -43,6 +44,8 @@ void runGuarded(const Task& task) {
         logDropped(exception.name() + ": " + exception.reason());
     } catch (const std::exception& exception) {
         logDropped(exception.what());
+    } catch (const abi::__forced_unwind&) {
+        throw;  // no exception: the thread is being ended
     } catch (...) {
         logDropped("of an unknown kind");
     }

@@ -11,7 +11,8 @@ namespace harvelstone::platform {
 ///
 /// A queue that gets a task is given a worker, and keeps it until the queue's last task and timer have run; then the
 /// worker serves the next queue that waits. Threads are made when there is work and none is free, and end after some
-/// time without any: an idle process runs no thread of ours. A task that raises is logged and dropped.
+/// time without any: an idle process runs no thread of ours. A task that raises is logged and dropped. In a child made
+/// by fork there are no workers and no tasks at first, and the queues of its parent can be used like new ones.
 ///
 /// Any thread may call it. Queues and their tasks outlive the object. Workers are never waited for: a host that exits
 /// leaves them where they are.
@@ -34,8 +35,7 @@ class WorkerThreads final : public Workers {
   private:
     class Crew;
     class OperationQueue;
-    std::shared_ptr<Crew> crewOfThisProcess();
-    std::shared_ptr<Crew> crew_;
+    const std::shared_ptr<Crew> crew_;
 };
 
 }  // namespace harvelstone::platform

@@ -9,6 +9,8 @@
 #include <netinet/in.h>
 #include <string_view>
 
+#include "harvelstone/platform/Uncancelled.hpp"
+
 namespace harvelstone::platform {
 namespace {
 
@@ -48,6 +50,7 @@ std::string_view typeOf(std::string_view name) {
 }  // namespace
 
 std::vector<NetworkInterface> networkInterfaces() {
+    const Uncancelled uncancelled;
     ifaddrs* first = nullptr;
     if (getifaddrs(&first) != 0) return {};
     const std::unique_ptr<ifaddrs, FreeAddresses> addresses(first);

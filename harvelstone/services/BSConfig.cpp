@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 
 #include "harvelstone/platform/Exception.hpp"
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/services/StorageBatch.hpp"
 #include "harvelstone/services/service_stores.hpp"
 
@@ -24,7 +24,7 @@ constexpr double usualDataLife = 72;
 }  // namespace
 
 BSConfig& BSConfig::sharedInstance() {
-    static platform::NeverDestroyed<BSConfig> instance;
+    static constinit platform::PerProcess<BSConfig> instance;
     return *instance;
 }
 

@@ -5,6 +5,7 @@
 
 #include <atomic>
 
+#include "harvelstone/platform/Fork.hpp"
 #include "harvelstone/platform/Platform.hpp"
 
 namespace harvelstone {
@@ -16,7 +17,9 @@ constinit std::atomic<bool> debugLogEnabled{false};
 }  // namespace
 
 void BSDebugger::log(std::string_view line) noexcept {
-    if (isEnabled()) platform::Platform::current().log->debugLine(line);
+    if (!isEnabled()) return;
+    const platform::HostCall call;
+    platform::Platform::current().log->debugLine(line);
 }
 
 void BSDebugger::setEnabled(bool enabled) noexcept { debugLogEnabled.store(enabled); }

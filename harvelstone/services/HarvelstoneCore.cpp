@@ -4,13 +4,20 @@
 
 #include <atomic>
 
+#include "harvelstone/platform/PerProcess.hpp"
+
 namespace harvelstone {
 
 namespace {
 
 constinit std::atomic<bool> sdkLockState{false};
-constinit std::atomic<bool> appOpen{false};
 constinit std::atomic<bool> useImei{false};
+
+struct OpenedApp {
+    std::atomic<bool> isTold{false};
+};
+// Told once: by the process that the host told it to.
+constinit platform::PerProcess<OpenedApp> appOpen;
 
 }  // namespace
 
@@ -18,9 +25,9 @@ bool HarvelstoneCore::getFlagSdkLockState() { return sdkLockState.load(); }
 
 void HarvelstoneCore::setFlagSdkLockState(bool on) { sdkLockState.store(on); }
 
-bool HarvelstoneCore::getAppOpenFlag() { return appOpen.load(); }
+bool HarvelstoneCore::getAppOpenFlag() { return appOpen->isTold.load(); }
 
-void HarvelstoneCore::setAppOpenFlag(bool opened) { appOpen.store(opened); }
+void HarvelstoneCore::setAppOpenFlag(bool opened) { appOpen->isTold.store(opened); }
 
 bool HarvelstoneCore::getFlagUseImei() { return useImei.load(); }
 

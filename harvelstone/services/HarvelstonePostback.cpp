@@ -2,7 +2,7 @@
 
 #include "harvelstone/services/HarvelstonePostback.hpp"
 
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/services/StoredEntry.hpp"
 #include "harvelstone/services/service_stores.hpp"
 
@@ -16,7 +16,7 @@ constexpr std::string_view referrerKey = "referrer";  // also the member of the 
 }  // namespace
 
 HarvelstonePostback& HarvelstonePostback::sharedInstance() {
-    static platform::NeverDestroyed<HarvelstonePostback> instance;
+    static constinit platform::PerProcess<HarvelstonePostback> instance;
     return *instance;
 }
 

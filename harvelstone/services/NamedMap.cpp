@@ -26,6 +26,15 @@ using platform::SyncPolicy;
 
 namespace {
 
+/// What a map of that name begins with when its file is missing: in a child made by fork the long-lived stores begin as
+/// copies of those that its parent's folder holds.
+Dictionary firstValues(const std::string& name) {
+    const auto folder = parentsStorageFolder();
+    if (!folder || !isLongLivedStore(name)) return {};
+    auto contents = map_format::readMapFile(*folder + storedFileName(name));
+    return contents ? std::move(contents->values) : Dictionary();
+}
+
 /// Opens the file that a commit writes, making the folder when it is gone, and room when something else has its name.
 Result<std::unique_ptr<platform::File>> openTemporary(const std::string& path, LaterLines& lines) {
     auto& fileSystem = *Platform::current().fileSystem;
@@ -84,7 +93,8 @@ bool NamedMap::loadLocked(LaterLines& lines) const {
     if (contents && !contents->damage.empty())
         if (auto moved = setAside(name_, contents->damage, lines); !moved)
             return noteUnread("set aside", moved.error(), lines);
-    if (contents) values_.merge(contents->values);  // keeps what was put while the file could not be read
+    // Keeps what was put while the file could not be read.
+    values_.merge(contents ? std::move(contents->values) : firstValues(name_));
     isLoaded_ = true;
     return true;
 }

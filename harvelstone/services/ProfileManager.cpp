@@ -4,7 +4,7 @@
 
 #include "harvelstone/services/ProfileManager.hpp"
 
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/services/BSUtil.hpp"
 #include "harvelstone/services/SessionManager.hpp"
 #include "harvelstone/services/Setting.hpp"
@@ -68,7 +68,7 @@ std::span<const std::string_view> profileNames() {
 }
 
 ProfileManager& ProfileManager::sharedInstance() {
-    static platform::NeverDestroyed<ProfileManager> instance;
+    static constinit platform::PerProcess<ProfileManager> instance;
     return *instance;
 }
 

@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 
 #include "harvelstone/platform/Describe.hpp"
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/Platform.hpp"
 #include "harvelstone/services/StorageFolder.hpp"
 
@@ -26,20 +26,21 @@ struct Registry {
     std::map<std::string, std::weak_ptr<QueueState>> states;
     std::size_t sweepAt = 64;  // dead entries are removed when there are so many
 };
-platform::NeverDestroyed<Registry> registry;
+constinit platform::PerProcess<Registry> registry;
 
 }  // namespace
 
 std::shared_ptr<QueueState> QueueState::named(const std::string& name) {
-    const std::lock_guard lock(registry->mutex);
-    auto& states = registry->states;
-    if (const auto known = states.find(name); known != states.end())
-        if (auto state = known->second.lock()) return state;
+    auto& known = *registry;
+    const std::lock_guard lock(known.mutex);
+    auto& states = known.states;
+    if (const auto found = states.find(name); found != states.end())
+        if (auto state = found->second.lock()) return state;
     auto state = std::make_shared<QueueState>(name);
     states[name] = state;
-    if (states.size() >= registry->sweepAt) {
+    if (states.size() >= known.sweepAt) {
         std::erase_if(states, [](const auto& entry) { return entry.second.expired(); });
-        registry->sweepAt = std::max<std::size_t>(64, 2 * states.size());
+        known.sweepAt = std::max<std::size_t>(64, 2 * states.size());
     }
     return state;
 }

@@ -8,7 +8,7 @@
 
 #include "harvelstone/platform/Calendar.hpp"
 #include "harvelstone/platform/Exception.hpp"
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/Platform.hpp"
 #include "harvelstone/services/BSUtil.hpp"
 #include "harvelstone/services/StorageBatch.hpp"
@@ -28,7 +28,7 @@ std::string newVisitId() {
 }  // namespace
 
 SessionManager& SessionManager::sharedInstance() {
-    static platform::NeverDestroyed<SessionManager> instance;
+    static constinit platform::PerProcess<SessionManager> instance;
     instance->switchOnStoredDebugLog();
     return *instance;
 }

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/Value.hpp"
 #include "harvelstone/services/Configuration.hpp"
 #include "harvelstone/services/VisitState.hpp"
@@ -62,6 +63,8 @@ class SessionManager {
     void configure(const Dictionary& settings);
 
     SessionManager() = default;
+    explicit SessionManager(platform::OfParent<SessionManager> parents)
+        : visitTimeout_(parents.object.visitTimeout_.load()) {}
 
   private:
     void switchOnStoredDebugLog();
@@ -74,7 +77,7 @@ class SessionManager {
     mutable std::recursive_mutex mutex_;  // what the device does when it is asked may come back here
     std::optional<VisitState> state_;     // read at its first use
     double storedActivity_ = 0;
-    double visitTimeout_ = 1800;                   // 30 minutes, what the field calls a visit
+    std::atomic<double> visitTimeout_ = 1800;      // 30 minutes, what the field calls a visit
     std::shared_ptr<const Configuration> config_;  // null: to be made afresh
 };
 

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/services/LaterLines.hpp"
 #include "harvelstone/services/NamedMap.hpp"
 #include "harvelstone/services/QueueState.hpp"
@@ -45,7 +45,7 @@ struct Deferred {
     std::vector<StorageBatch::Work> works;
     std::atomic<bool> isEmpty = true;
 };
-platform::NeverDestroyed<Deferred> deferred;
+constinit platform::PerProcess<Deferred> deferred;
 
 }  // namespace
 

@@ -4,6 +4,7 @@
 #include "harvelstone/services/StorageFolder.hpp"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cmath>
 #include <cstdint>
@@ -14,12 +15,12 @@
 
 #include "harvelstone/platform/Describe.hpp"
 #include "harvelstone/platform/Exception.hpp"
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/FolderClaim.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/Platform.hpp"
 
 namespace harvelstone {
 
-using platform::NeverDestroyed;
 using platform::Platform;
 using platform::SyncPolicy;
 
@@ -27,6 +28,36 @@ namespace {
 
 constexpr std::string_view corruptMark = ".corrupt-";
 constexpr std::string_view temporaryEnding = ".tmp-";
+constexpr std::string_view forkedStart = "forked-";
+
+constexpr std::array<std::string_view, 6> longLivedStores{
+    "DocumentDB", "current_profile_file", "current_config_file", "BS_SESSION_MAP", "BS_SESSION", "postbackDB",
+};
+
+/// Makes the folder and claims it. What fails is tried again by the first commit, and logged there.
+std::optional<platform::FolderClaim> claimedFolder(const std::string& path, const std::string& parent) {
+    auto& platform = Platform::current();
+    if (!platform.fileSystem->makeFolder(path)) return std::nullopt;
+    if (platform.syncPolicy == SyncPolicy::powerLoss) static_cast<void>(platform.fileSystem->syncFolder(parent));
+    return platform::FolderClaim::of(path);
+}
+
+/// The folder that this process stores into.
+struct Folder {
+    Folder() : main(Platform::current().device->documentsDirectories().front() + "/harvelstone/"), path(main) {}
+
+    /// A child's own, claimed for as long as it runs: what it leaves is taken over by the next process that uses the
+    /// main folder.
+    explicit Folder(platform::OfParent<Folder> parents)
+        : main(parents.object.main),
+          path(fmt::format("{}{}{}/", main, forkedStart, Platform::current().device->uuidText())),
+          claim(claimedFolder(path, main)) {}
+
+    const std::string main;
+    const std::string path;
+    const std::optional<platform::FolderClaim> claim;
+};
+constinit platform::PerProcess<Folder> folder;
 
 /// Counts the folder's changes, and how many of them are known to be durable.
 struct FolderChanges {
@@ -35,7 +66,7 @@ struct FolderChanges {
     std::uint64_t synced = 0;
     bool failureLogged = false;
 };
-NeverDestroyed<FolderChanges> folderChanges;
+constinit platform::PerProcess<FolderChanges> folderChanges;
 
 std::atomic<bool> folderFailureLogged = false;
 
@@ -66,10 +97,17 @@ std::vector<std::string> parentsToSync(platform::FileSystem& fileSystem, std::st
 
 }  // namespace
 
-const std::string& storageFolder() {
-    static NeverDestroyed<std::string> folder(Platform::current().device->documentsDirectories().front() +
-                                              "/harvelstone/");
-    return *folder;
+const std::string& storageFolder() { return folder->path; }
+
+std::optional<std::string> parentsStorageFolder() {
+    const auto& ours = *folder;
+    return ours.path == ours.main ? std::nullopt : std::optional(ours.main);
+}
+
+bool isForkedFolder(std::string_view fileName) { return fileName.starts_with(forkedStart); }
+
+bool isLongLivedStore(std::string_view name) {
+    return std::find(longLivedStores.begin(), longLivedStores.end(), name) != longLivedStores.end();
 }
 
 std::string storedFileName(std::string_view name) { return fmt::format("{}.{}", name, FILE_SUFFIX); }

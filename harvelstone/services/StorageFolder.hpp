@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -17,8 +18,19 @@ inline constexpr std::string_view FILE_SUFFIX = "Harvelstone";
 /// The longest name of a map or a queue, in bytes: with every ending of ours it still fits a file name of 255 bytes.
 inline constexpr std::size_t longestStoredName = 214;
 
-/// "<Documents>/harvelstone/", with the slash at the end, from the first Documents folder of the device.
+/// "<Documents>/harvelstone/", with the slash at the end, from the first Documents folder of the device. A child made
+/// by fork whose parent has used that folder works in one of its own inside it, so that neither writes over the other:
+/// "<Documents>/harvelstone/forked-<UUID>/".
 const std::string& storageFolder();
+
+/// The folder of a forked child, absent elsewhere: where the long-lived stores that its own folder lacks are read from.
+std::optional<std::string> parentsStorageFolder();
+
+/// Whether a file of that name in the storage folder is the folder of a forked child.
+bool isForkedFolder(std::string_view fileName);
+
+/// Whether the name is that of a map that lives as long as the app: DocumentDB, current_profile_file, ...
+bool isLongLivedStore(std::string_view name);
 
 /// "NAME.Harvelstone".
 std::string storedFileName(std::string_view name);

@@ -3,12 +3,12 @@
 
 #include "harvelstone/services/TinyMap.hpp"
 
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 
 namespace harvelstone {
 
 TinyMap& TinyMap::sharedInstance() {
-    static platform::NeverDestroyed<TinyMap> registry;
+    static constinit platform::PerProcess<TinyMap> registry;
     return *registry;
 }
 

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 
 namespace harvelstone {
 
@@ -24,7 +24,7 @@ void PageMap::clearGoalMapData() {
 }
 
 Tracker& Tracker::sharedInstance() {
-    static platform::NeverDestroyed<Tracker> instance;
+    static constinit platform::PerProcess<Tracker> instance;
     return *instance;
 }
 

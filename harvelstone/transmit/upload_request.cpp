@@ -4,12 +4,15 @@
 #include "harvelstone/transmit/upload_request.hpp"
 
 #include <cstdint>
+#include <cxxabi.h>
+#include <exception>
 #include <fmt/format.h>
 #include <memory>
 #include <utility>
 
 #include "harvelstone/document/OutstandingWork.hpp"
 #include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/Fork.hpp"
 #include "harvelstone/platform/HttpClient.hpp"
 #include "harvelstone/platform/Platform.hpp"
 #include "harvelstone/services/BSDebugger.hpp"
@@ -29,9 +32,28 @@ std::string urlOf(const std::optional<Value>& targetUri) {
 /// Status, headers and error are not looked at. The token goes with the closure, after the handler has returned.
 platform::HttpCompletion completionOf(ReplyHandler replyHandler) {
     auto work = std::make_shared<OutstandingWork>(OutstandingWork::Kind::upload);
-    return [work = std::move(work), replyHandler = std::move(replyHandler)](
+    return [work = std::move(work), process = platform::processGeneration(), replyHandler = std::move(replyHandler)](
                const platform::HttpResponse&, const std::optional<std::string>& data,
-               const std::optional<platform::HttpError>&) { replyHandler(data); };
+               const std::optional<platform::HttpError>&) {
+        if (process == platform::processGeneration()) replyHandler(data);  // else it is the parent's upload
+    };
+}
+
+/// The client may be the host's own: whatever it raises becomes the platform's exception, which the senders deal with.
+void startGuarded(platform::HttpClient& client, platform::HttpRequest request, std::shared_ptr<platform::RunLoop> queue,
+                  platform::HttpCompletion completion) {
+    const platform::HostCall call;
+    try {
+        client.sendAsynchronousRequest(std::move(request), std::move(queue), std::move(completion));
+    } catch (const platform::Exception&) {
+        throw;
+    } catch (const abi::__forced_unwind&) {
+        throw;  // the thread is being ended
+    } catch (const std::exception& exception) {
+        throw platform::Exception(exception.what());
+    } catch (...) {
+        throw platform::Exception("the HTTP client raised an exception of an unknown kind");
+    }
 }
 
 }  // namespace
@@ -56,8 +78,7 @@ void startUpload(const UploadKind& kind, const std::string& json, const std::opt
     const auto& machine = platform::Platform::current();
     auto queue = machine.workers->newOperationQueue();
     request.handlesCookies = false;
-    machine.httpClient->sendAsynchronousRequest(std::move(request), std::move(queue),
-                                                completionOf(std::move(replyHandler)));
+    startGuarded(*machine.httpClient, std::move(request), std::move(queue), completionOf(std::move(replyHandler)));
 }
 
 }  // namespace harvelstone
