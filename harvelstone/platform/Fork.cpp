@@ -11,6 +11,7 @@ namespace harvelstone::platform {
 namespace {
 
 constinit std::atomic<unsigned> generation = 0;
+constinit std::atomic<unsigned> generationThatTookOver = 0;
 constinit std::atomic<bool> outOfAction = false;
 constinit thread_local int hostCalls = 0;
 constinit NeverDestroyed<std::mutex> forkMutex;
@@ -33,6 +34,10 @@ void startAsChild() {
 }  // namespace
 
 unsigned processGeneration() noexcept { return generation.load(std::memory_order_relaxed); }
+
+void takeOverFromParent() noexcept { generationThatTookOver = processGeneration(); }
+
+bool hasTakenOver() noexcept { return processGeneration() > 0 && generationThatTookOver == processGeneration(); }
 
 HostCall::HostCall() noexcept { ++hostCalls; }
 

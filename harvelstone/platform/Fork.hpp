@@ -14,6 +14,11 @@ namespace harvelstone::platform {
 /// How many forks lie between this process and the one that the library was loaded into.
 unsigned processGeneration() noexcept;
 
+/// Says, in a child, that its parent has done with the library, as one that turns itself into a daemon: this process
+/// goes on where the parent stopped, on disk and not in memory. To be called before any other use.
+void takeOverFromParent() noexcept;
+bool hasTakenOver() noexcept;
+
 /// Marks a call into the host's code, such as its log sink, from the middle of an operation of ours. A child that is
 /// made inside one has our half-done operation on its stack: for it the library stays out of action (see
 /// Platform::current). Nor can the thread be cancelled there.

@@ -6,13 +6,18 @@
 #include <atomic>
 #include <utility>
 
+#include "harvelstone/platform/PerProcess.hpp"
+
 namespace harvelstone {
 
 namespace {
 
 constexpr std::size_t batchBytes = 256U << 10U;
 
-constinit std::atomic<std::size_t> bytesOfProcess{0};
+struct Memory {
+    std::atomic<std::size_t> bytes{0};
+};
+constinit platform::PerProcess<Memory> memory;
 
 }  // namespace
 
@@ -21,28 +26,28 @@ PendingFrames::~PendingFrames() {
 }
 
 void PendingFrames::pushBack(std::string frame) {
-    bytesOfProcess += frame.size();
+    memory->bytes += frame.size();
     frames_.push_back(std::move(frame));
 }
 
 void PendingFrames::pushFront(std::string frame) {
-    bytesOfProcess += frame.size();
+    memory->bytes += frame.size();
     frames_.push_front(std::move(frame));
 }
 
 std::string PendingFrames::popFront() {
     auto frame = std::move(frames_.front());
     frames_.pop_front();
-    bytesOfProcess -= frame.size();
+    memory->bytes -= frame.size();
     return frame;
 }
 
 void PendingFrames::dropNewest() {
-    bytesOfProcess -= frames_.back().size();
+    memory->bytes -= frames_.back().size();
     frames_.pop_back();
 }
 
-bool PendingFrames::areTooMany() { return bytesOfProcess > mostBytes; }
+bool PendingFrames::areTooMany() { return memory->bytes > mostBytes; }
 
 PendingFrames::Batch PendingFrames::oldest() const {
     Batch batch;

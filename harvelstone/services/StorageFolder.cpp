@@ -16,6 +16,7 @@
 #include "harvelstone/platform/Describe.hpp"
 #include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/platform/FolderClaim.hpp"
+#include "harvelstone/platform/Fork.hpp"
 #include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/Platform.hpp"
 
@@ -42,16 +43,18 @@ std::optional<platform::FolderClaim> claimedFolder(const std::string& path, cons
     return platform::FolderClaim::of(path);
 }
 
+std::string forkedName() { return fmt::format("{}{}/", forkedStart, Platform::current().device->uuidText()); }
+
 /// The folder that this process stores into.
 struct Folder {
     Folder() : main(Platform::current().device->documentsDirectories().front() + "/harvelstone/"), path(main) {}
 
     /// A child's own, claimed for as long as it runs: what it leaves is taken over by the next process that uses the
-    /// main folder.
+    /// main folder. Or its parent's, if the child has taken over from it.
     explicit Folder(platform::OfParent<Folder> parents)
         : main(parents.object.main),
-          path(fmt::format("{}{}{}/", main, forkedStart, Platform::current().device->uuidText())),
-          claim(claimedFolder(path, main)) {}
+          path(platform::hasTakenOver() ? parents.object.path : main + forkedName()),
+          claim(path == main ? std::nullopt : claimedFolder(path, main)) {}
 
     const std::string main;
     const std::string path;

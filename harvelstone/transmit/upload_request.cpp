@@ -4,8 +4,6 @@
 #include "harvelstone/transmit/upload_request.hpp"
 
 #include <cstdint>
-#include <cxxabi.h>
-#include <exception>
 #include <fmt/format.h>
 #include <memory>
 #include <utility>
@@ -39,23 +37,6 @@ platform::HttpCompletion completionOf(ReplyHandler replyHandler) {
     };
 }
 
-/// The client may be the host's own: whatever it raises becomes the platform's exception, which the senders deal with.
-void startGuarded(platform::HttpClient& client, platform::HttpRequest request, std::shared_ptr<platform::RunLoop> queue,
-                  platform::HttpCompletion completion) {
-    const platform::HostCall call;
-    try {
-        client.sendAsynchronousRequest(std::move(request), std::move(queue), std::move(completion));
-    } catch (const platform::Exception&) {
-        throw;
-    } catch (const abi::__forced_unwind&) {
-        throw;  // the thread is being ended
-    } catch (const std::exception& exception) {
-        throw platform::Exception(exception.what());
-    } catch (...) {
-        throw platform::Exception("the HTTP client raised an exception of an unknown kind");
-    }
-}
-
 }  // namespace
 
 void startUpload(const UploadKind& kind, const std::string& json, const std::optional<Value>& targetUri,
@@ -78,7 +59,9 @@ void startUpload(const UploadKind& kind, const std::string& json, const std::opt
     const auto& machine = platform::Platform::current();
     auto queue = machine.workers->newOperationQueue();
     request.handlesCookies = false;
-    startGuarded(*machine.httpClient, std::move(request), std::move(queue), completionOf(std::move(replyHandler)));
+    const platform::HostCall call;
+    machine.httpClient->sendAsynchronousRequest(std::move(request), std::move(queue),
+                                                completionOf(std::move(replyHandler)));
 }
 
 }  // namespace harvelstone

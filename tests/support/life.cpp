@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/Fork.hpp"
 
 #include "tests/support/TestPlatform.hpp"
 
@@ -60,6 +61,7 @@ std::array<int, 2> newPipe() {
     auto& listeners = ::testing::UnitTest::GetInstance()->listeners();
     delete listeners.Release(listeners.default_result_printer());
     listeners.Append(new FailurePipe(failures));
+    platform::takeOverFromParent();  // a life goes on in the folder of the one before
     try {
         piece();
     } catch (const platform::Exception& exception) {

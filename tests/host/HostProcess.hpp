@@ -1,0 +1,46 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace harvelstone::testing {
+
+/// How a process ended.
+struct HostEnd {
+    int status = -1;                                 ///< as waitpid tells it
+    std::optional<std::chrono::microseconds> stall;  ///< from its "ending" line to its end
+
+    bool isExit(int code) const;
+    bool isSignal(int number) const;
+};
+
+/// A host program that the test started. It says lines on its standard output and is told to go on through its input.
+/// What it writes on standard error is shown by the test.
+class HostProcess {
+  public:
+    HostProcess(const std::string& program, const std::vector<std::string>& arguments);
+    ~HostProcess();  ///< kills it, if it still runs
+    HostProcess(const HostProcess&) = delete;
+    HostProcess& operator=(const HostProcess&) = delete;
+
+    pid_t id() const { return process_; }
+    /// The next line; empty when the process has ended or says nothing for half a minute.
+    std::string nextLine();
+    void goOn();
+    HostEnd waitForEnd();
+
+    int threadCount() const;
+    /// How often its threads, or those of that name alone, gave the processor up of their own will.
+    long voluntarySwitches(const std::string& threadName = "") const;
+
+  private:
+    pid_t process_ = -1;
+    int toProcess_ = -1;
+    int fromProcess_ = -1;
+    std::string unread_;
+};
+
+}  // namespace harvelstone::testing

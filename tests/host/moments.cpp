@@ -1,0 +1,81 @@
+// The moments at which the app ends, and the ways in which it does.
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <stdexcept>
+#include <thread>
+#include <unistd.h>
+
+#include "harvelstone/api/Analytics.hpp"
+
+#include "tests/host/host_app.hpp"
+
+namespace host {
+namespace {
+
+using harvelstone::Analytics;
+
+std::atomic<int> documentsMade = 0;
+std::atomic<bool> repeatWaits = false;
+std::atomic<bool> mayExitInSink = false;
+
+void announceEnd() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    say("ending " + std::to_string(std::chrono::duration_cast<std::chrono::microseconds>(now).count()));
+}
+
+void watch(std::string_view line) {
+    if (line.starts_with("DEBUG_HARVELSTONE_CONFIG : documentID --> ")) ++documentsMade;
+    if (line.find("failCheck == TRUE") != std::string_view::npos) repeatWaits = true;
+    if (mayExitInSink && line.starts_with("DEBUG_HARVELSTONE_JSON[SERVER->SDK]")) {
+        announceEnd();
+        std::exit(0);
+    }
+}
+
+void waitUntil(bool (*condition)()) {
+    while (!condition()) std::this_thread::yield();
+}
+
+/// Threads of the host's that record for as long as the process lives.
+void recordForEver() {
+    static std::atomic<int> recorded = 0;
+    for (int thread = 0; thread < 2; ++thread)
+        std::thread([] {
+            for (;;) {
+                click("record " + std::to_string(++recorded));
+                Analytics::page("home");
+                Analytics::send();
+            }
+        }).detach();
+    waitUntil([] { return recorded > 20; });
+}
+
+}  // namespace
+
+void reach(const std::string& moment, const Orders& orders) {
+    configure(orders, watch);
+    Analytics::installReferrer({});
+    Analytics::startVisit();
+    click("before the end");
+    if (moment == "recording") recordForEver();
+    if (moment == "sink") mayExitInSink = true;
+    if (moment != "recording") Analytics::send();
+    if (moment == "repeat") waitUntil([] { return repeatWaits.load(); });
+    if (moment == "removal") waitUntil([] { return documentsMade == 2; });
+    say("ready");
+}
+
+void end(const std::string& way) {
+    if (way == "handler") std::signal(SIGTERM, [](int) { _exit(0); });
+    announceEnd();
+    if (way == "return") return;
+    if (way == "exit") std::exit(0);
+    if (way == "quick_exit") std::quick_exit(0);
+    if (way == "_exit") _exit(0);
+    if (way == "signal" || way == "handler") kill(getpid(), SIGTERM);
+    for (;;) pause();
+}
+
+}  // namespace host

@@ -1,0 +1,18 @@
+// A plug-in of a host that has the library inside or links it. It gives the library no code of its own to call.
+#include "harvelstone/api/Analytics.hpp"
+
+using harvelstone::Analytics;
+
+extern "C" void begin(const char* url, const char* folder) {
+    harvelstone::AnalyticsOptions options;
+    options.targetUri = url;
+    options.documentsFolder = folder;
+    Analytics::configure(options);
+    Analytics::installReferrer({});
+    for (const char* visit : {"first", "second"}) {
+        Analytics::startVisit();
+        Analytics::click({{"visit", visit}});
+        Analytics::endVisit();
+    }
+    Analytics::send();
+}
