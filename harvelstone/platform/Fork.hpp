@@ -41,8 +41,8 @@ bool isOutOfAction() noexcept;
 /// held.
 std::mutex& heldAcrossFork() noexcept;
 
-/// The number of an open file that carries a lock. The lock belongs to the parent and would outlive it in its children,
-/// so a child closes its copy at once.
+/// The number of an open file that carries a lock, or of a connection. It is the parent's, and would outlive the parent
+/// in its children, so a child closes its copy at once.
 void closeInChild(int descriptor) noexcept;
 /// Takes that back, before the file is closed here.
 void keepInChild(int descriptor) noexcept;

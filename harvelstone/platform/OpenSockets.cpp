@@ -4,17 +4,22 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "harvelstone/platform/Fork.hpp"
+
 namespace harvelstone::platform {
 
 int OpenSockets::open(int family, int type, int protocol) {
     open_.reserve(open_.size() + 1);
     const int socket = ::socket(family, type | SOCK_CLOEXEC, protocol);
-    if (socket >= 0) open_.push_back(socket);
+    if (socket < 0) return socket;
+    open_.push_back(socket);
+    closeInChild(socket);
     return socket;
 }
 
 int OpenSockets::close(int socket) {
     std::erase(open_, socket);
+    keepInChild(socket);
     return ::close(socket);
 }
 

@@ -35,30 +35,43 @@ constexpr std::array<std::string_view, 6> longLivedStores{
     "DocumentDB", "current_profile_file", "current_config_file", "BS_SESSION_MAP", "BS_SESSION", "postbackDB",
 };
 
-/// Makes the folder and claims it. What fails is tried again by the first commit, and logged there.
-std::optional<platform::FolderClaim> claimedFolder(const std::string& path, const std::string& parent) {
-    auto& platform = Platform::current();
-    if (!platform.fileSystem->makeFolder(path)) return std::nullopt;
-    if (platform.syncPolicy == SyncPolicy::powerLoss) static_cast<void>(platform.fileSystem->syncFolder(parent));
-    return platform::FolderClaim::of(path);
-}
+/// A folder, and the claim that keeps it from being taken over by another process.
+struct ClaimedFolder {
+    std::string path;
+    std::optional<platform::FolderClaim> claim;
+};
 
-std::string forkedName() { return fmt::format("{}{}/", forkedStart, Platform::current().device->uuidText()); }
+/// Makes a folder for a forked child. One that another process claims before this one can is taken away again, as one
+/// that nobody uses any more; then the next is made.
+ClaimedFolder makeForkedFolder(const std::string& main) {
+    auto& platform = Platform::current();
+    constexpr int attempts = 10;
+    for (int attempt = 1;; ++attempt) {
+        ClaimedFolder made{fmt::format("{}{}{}/", main, forkedStart, platform.device->uuidText()), std::nullopt};
+        // What fails is tried again by the first commit, and logged there.
+        if (!platform.fileSystem->makeFolder(made.path)) return made;
+        if (auto claim = platform::FolderClaim::of(made.path)) made.claim.emplace(*std::move(claim));
+        if (attempt < attempts && !(made.claim && platform.fileSystem->exists(made.path))) continue;
+        if (platform.syncPolicy == SyncPolicy::powerLoss) static_cast<void>(platform.fileSystem->syncFolder(main));
+        return made;
+    }
+}
 
 /// The folder that this process stores into.
 struct Folder {
-    Folder() : main(Platform::current().device->documentsDirectories().front() + "/harvelstone/"), path(main) {}
+    Folder()
+        : main(Platform::current().device->documentsDirectories().front() + "/harvelstone/"),
+          ours{main, std::nullopt} {}
 
     /// A child's own, claimed for as long as it runs: what it leaves is taken over by the next process that uses the
     /// main folder. Or its parent's, if the child has taken over from it.
     explicit Folder(platform::OfParent<Folder> parents)
         : main(parents.object.main),
-          path(platform::hasTakenOver() ? parents.object.path : main + forkedName()),
-          claim(path == main ? std::nullopt : claimedFolder(path, main)) {}
+          ours(platform::hasTakenOver() ? ClaimedFolder{parents.object.ours.path, std::nullopt}
+                                        : makeForkedFolder(main)) {}
 
     const std::string main;
-    const std::string path;
-    const std::optional<platform::FolderClaim> claim;
+    const ClaimedFolder ours;
 };
 constinit platform::PerProcess<Folder> folder;
 
@@ -100,11 +113,11 @@ std::vector<std::string> parentsToSync(platform::FileSystem& fileSystem, std::st
 
 }  // namespace
 
-const std::string& storageFolder() { return folder->path; }
+const std::string& storageFolder() { return folder->ours.path; }
 
 std::optional<std::string> parentsStorageFolder() {
-    const auto& ours = *folder;
-    return ours.path == ours.main ? std::nullopt : std::optional(ours.main);
+    const auto& [main, ours] = *folder;
+    return ours.path == main ? std::nullopt : std::optional(main);
 }
 
 bool isForkedFolder(std::string_view fileName) { return fileName.starts_with(forkedStart); }

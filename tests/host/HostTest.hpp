@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tests/host/HostProcess.hpp"
-#include "tests/platform/LoopbackServer.hpp"
+#include "tests/support/LoopbackServer.hpp"
 #include "tests/support/TestPlatform.hpp"
 
 namespace harvelstone::testing {

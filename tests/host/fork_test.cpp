@@ -53,7 +53,7 @@ TEST_F(Fork, DuringPassesOnAnotherThreadLosesAndDoublesNothing) {
     play("during passes");
     const auto all = clicks();
     const std::set<std::string> distinct(all.begin(), all.end());
-    EXPECT_EQ(distinct.size(), all.size());
+    EXPECT_EQ(distinct.size(), all.size()) << ::testing::PrintToString(all);
     for (int number = 0; number < 20; ++number) EXPECT_TRUE(distinct.contains("child " + std::to_string(number)));
     int rounds = 0;
     while (distinct.contains("parent " + std::to_string(rounds))) ++rounds;
