@@ -9,6 +9,8 @@
 
 #include "harvelstone/document/DocumentManager.hpp"
 #include "harvelstone/document/document_names.hpp"
+#include "harvelstone/platform/Fork.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/Platform.hpp"
 #include "harvelstone/services/BSDebugger.hpp"
 #include "harvelstone/services/BSUtil.hpp"
@@ -56,6 +58,7 @@ DocumentManager& DocumentManager::sharedInstance() {
 }
 
 DocumentManager::DocumentManager() {
+    if (!platform::isOutOfAction()) platform::setStartUpOutOfAction([] { static_cast<void>(sharedInstance()); });
     sendStartTimestamp = BSUtil::currentTimeMillis() + startUpHoldSeconds;
     sendRcount = 0;
     sendLock = false;

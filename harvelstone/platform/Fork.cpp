@@ -13,6 +13,7 @@ namespace {
 constinit std::atomic<unsigned> generation = 0;
 constinit std::atomic<unsigned> generationThatTookOver = 0;
 constinit std::atomic<bool> outOfAction = false;
+constinit std::atomic<void (*)()> startUpOutOfAction = nullptr;
 constinit thread_local int hostCalls = 0;
 constinit NeverDestroyed<std::mutex> forkMutex;
 
@@ -41,7 +42,13 @@ bool hasTakenOver() noexcept { return processGeneration() > 0 && generationThatT
 
 HostCall::HostCall() noexcept { ++hostCalls; }
 
-HostCall::~HostCall() { --hostCalls; }
+HostCall::~HostCall() {
+    --hostCalls;
+    if (!isOutOfAction()) return;
+    if (auto* startUp = startUpOutOfAction.exchange(nullptr)) startUp();
+}
+
+void setStartUpOutOfAction(void (*startUp)()) noexcept { startUpOutOfAction = startUp; }
 
 bool isOutOfAction() noexcept { return outOfAction.load(std::memory_order_relaxed); }
 

@@ -35,6 +35,9 @@ class HostCall {
 
 /// Whether this process was made in the middle of an operation.
 bool isOutOfAction() noexcept;
+/// What such a process runs when the host's code comes back, so that the rest of the operation finds a state. It must
+/// not raise.
+void setStartUpOutOfAction(void (*startUp)()) noexcept;
 
 /// Held for a moment around calls of a library that a fork must not catch half-way, because its locks would stay locked
 /// in the child for ever: a fork waits for it. Nothing else is locked, and no code of the host's called, while it is
