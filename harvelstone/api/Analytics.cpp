@@ -40,11 +40,14 @@ Dictionary datedRecord(const Dictionary& record) {
 /// moment; then one is made, so that the record has its place.
 template <typename Recording>
 void intoNewestDocument(Recording recording) {
-    try {
-        recording();
-    } catch (const platform::RangeException&) {
-        manager().loadDocument();
-        recording();
+    constexpr int attempts = 1000;  // another pass may retire that one, too, before the record is in it
+    for (int attempt = 1;; ++attempt) {
+        try {
+            return recording();
+        } catch (const platform::RangeException&) {
+            if (attempt == attempts) throw;
+            manager().loadDocument();
+        }
     }
 }
 

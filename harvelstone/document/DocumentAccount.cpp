@@ -20,6 +20,12 @@ Dictionary readDictionary(const Dictionary& values, std::string_view key) {
 
 }  // namespace
 
+DocumentAccount& DocumentAccount::operator+=(const DocumentAccount& other) {
+    created += other.created;
+    for (std::size_t i = 0; i < fateCount; ++i) retired.byFate[i] += other.retired.byFate[i];
+    return *this;
+}
+
 Dictionary storedAccount(const DocumentAccount& account) {
     Dictionary retired;
     for (std::size_t i = 0; i < fateCount; ++i)

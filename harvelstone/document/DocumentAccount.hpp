@@ -14,6 +14,9 @@ struct DocumentAccount {
     std::uint64_t created = 0;
     FateCounts retired;
 
+    /// Takes another account in, of documents that this one does not know.
+    DocumentAccount& operator+=(const DocumentAccount& other);
+
     friend bool operator==(const DocumentAccount&, const DocumentAccount&) = default;
 };
 

@@ -63,10 +63,13 @@ class DocumentNames {
 
     /// A document was created.
     DocumentNames withAppended(std::string name) const;
+    /// Those of another process come behind these, with their account. What is in this list already is not taken again.
+    DocumentNames withAdopted(const DocumentNames& others) const;
     /// The oldest document has met its fate. Shares the names with this list, so that a long list is retired without
     /// copying it each time. Raises platform::RangeException when the list is empty.
     DocumentNames withoutFirst(Fate fate) const;
 
+    bool contains(const std::string& name) const;
     List asList() const;
     const DocumentAccount& account() const { return account_; }
 

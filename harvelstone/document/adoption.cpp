@@ -1,7 +1,8 @@
 // Takes over what forked children left: the files of their documents, and the pending list that their document DB map
 // holds under DOCUMENT_TARGET_NAME. Empties and deletes their folders. Runs on the thread that makes a document.
 
-#include <algorithm>
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,14 +19,18 @@ namespace harvelstone {
 
 namespace {
 
-/// The documents that waited in that folder.
-std::vector<std::string> namesIn(const std::string& folder) {
+/// The documents that wait in that folder, with their account; absent when they cannot be read.
+std::optional<DocumentNames> namesIn(const std::string& folder) {
     const auto contents = map_format::readMapFile(folder + storedFileName(StaticValues::DOCUMENT_DB_NAME()));
-    if (!contents) return {};
-    return documentNamesFrom(findValue(contents->values, *DOCUMENT_TARGET_NAME)).value_or(std::vector<std::string>());
+    if (!contents && isMissing(contents.error())) return DocumentNames();
+    if (!contents || !contents->damage.empty()) return std::nullopt;
+    auto names = documentNamesFrom(findValue(contents->values, *DOCUMENT_TARGET_NAME));
+    auto account = readStoredAccount(findValue(contents->values, ledgerKey));
+    return DocumentNames(std::move(names).value_or(std::vector<std::string>()),
+                         std::move(account).value_or(DocumentAccount()));
 }
 
-/// A file that could not be moved stays, and with it the folder. False when there is one.
+/// False when a file could not be moved.
 bool moveFiles(const std::string& folder) {
     auto& fileSystem = *platform::Platform::current().fileSystem;
     const auto files = fileSystem.list(folder);
@@ -33,41 +38,35 @@ bool moveFiles(const std::string& folder) {
     bool areAllMoved = true;
     for (const auto& file : *files) {
         const auto name = storedName(file);
-        if (name.empty() || isLongLivedStore(name) || fileSystem.exists(storageFolder() + file)) continue;
-        const bool isMoved = fileSystem.rename(folder + file, storageFolder() + file).ok();
+        if (name.empty() || isLongLivedStore(name)) continue;
+        const auto target = storageFolder() + file;
+        const bool isMoved = !fileSystem.exists(target) && fileSystem.rename(folder + file, target).ok();
         areAllMoved = isMoved && areAllMoved;
     }
     noteFolderChange();
     return areAllMoved;
 }
 
-bool contains(const DocumentNames& names, const std::string& name) {
-    for (std::size_t i = 0; i < names.size(); ++i)
-        if (names.at(i) == name) return true;
-    return false;
-}
-
-DocumentNames withAdopted(DocumentNames names, const std::vector<std::string>& adopted) {
-    for (const auto& name : adopted)
-        if (!contains(names, name)) names = names.withAppended(name);
-    return names;
-}
-
 /// Whether all of them are in the pending list on disk.
-bool areStored(const std::vector<std::string>& adopted) {
-    const DocumentNames stored(namesIn(storageFolder()));
-    return std::all_of(adopted.begin(), adopted.end(), [&](const auto& name) { return contains(stored, name); });
+bool areStored(const DocumentNames& adopted) {
+    const auto stored = namesIn(storageFolder());
+    if (!stored) return false;
+    for (std::size_t i = 0; i < adopted.size(); ++i)
+        if (!stored->contains(adopted.at(i))) return false;
+    return true;
 }
 
-/// Each step can be repeated, so that a crash between two of them costs nothing.
+/// Each step can be repeated, so that a crash between two of them costs nothing. The folder goes when nothing is in it
+/// that has not been taken over.
 void adopt(const std::string& folder) {
     const auto claim = platform::FolderClaim::of(folder);
-    if (!claim || !moveFiles(folder)) return;
-    if (const auto adopted = namesIn(folder); !adopted.empty()) {
-        documetNameList->update([&](const DocumentNames& names) { return withAdopted(names, adopted); });
+    const auto adopted = claim ? namesIn(folder) : std::nullopt;
+    if (!adopted || !moveFiles(folder)) return;
+    if (!adopted->empty()) {
+        documetNameList->update([&](const DocumentNames& names) { return names.withAdopted(*adopted); });
         storeDocumentNames();
         (*documentDB)->save();
-        if (!areStored(adopted)) return;
+        if (!areStored(*adopted)) return;
     }
     static_cast<void>(platform::Platform::current().fileSystem->remove(folder));  // else the next time
 }

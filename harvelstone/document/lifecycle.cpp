@@ -35,7 +35,11 @@ constinit platform::PerProcess<Shared> shared;
 /// Puts the stored list in force, or an empty one; says whether there was a stored one. A child made by fork begins
 /// with an empty one: the documents that wait are its parent's to send.
 bool restoreNames() {
-    auto stored = parentsStorageFolder() ? std::nullopt : storedDocumentNames(**documentDB);
+    if (parentsStorageFolder()) {
+        documetNameList->store(DocumentNames());
+        return false;
+    }
+    auto stored = storedDocumentNames(**documentDB);
     // The line's words do not fit the branch: it says "zero" whenever there is a list. Kept so on purpose.
     if (stored) BSDebugger::log("DEBUG_HARVELSTONE_CONFIG : documentDB->DOCUMENT_TARGET_NAME size is zero. ");
     const bool wasStored = stored.has_value();

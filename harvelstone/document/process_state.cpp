@@ -2,6 +2,8 @@
 // but `storeDocumentNames`, which puts the list and its account into the document DB map under DOCUMENT_TARGET_NAME and
 // "Ledger". Any thread.
 
+#include <algorithm>
+#include <cstddef>
 #include <fmt/format.h>
 #include <string>
 #include <utility>
@@ -59,6 +61,22 @@ DocumentNames DocumentNames::withAppended(std::string name) const {
     auto account = account_;
     ++account.created;
     return {std::move(names), account};
+}
+
+DocumentNames DocumentNames::withAdopted(const DocumentNames& others) const {
+    std::vector<std::string> names;
+    names.reserve(size() + others.size());
+    for (std::size_t i = 0; i < size(); ++i) names.push_back(at(i));
+    for (std::size_t i = 0; i < others.size(); ++i)
+        if (!contains(others.at(i))) names.push_back(others.at(i));
+    if (names.size() == size()) return *this;
+    auto account = account_;
+    account += others.account_;
+    return {std::move(names), std::move(account)};
+}
+
+bool DocumentNames::contains(const std::string& name) const {
+    return std::find(names_->begin() + static_cast<std::ptrdiff_t>(first_), names_->end(), name) != names_->end();
 }
 
 DocumentNames DocumentNames::withoutFirst(Fate fate) const {

@@ -4,14 +4,19 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <cstdlib>
 #include <fmt/format.h>
+#include <mutex>
 #include <simdjson.h>
 #include <utility>
 #include <variant>
 #include <vector>
 
 #include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/Fork.hpp"
+#include "harvelstone/platform/NeverDestroyed.hpp"
 #include "harvelstone/platform/Utf8.hpp"
+#include "harvelstone/platform/keep_loaded.hpp"
 
 namespace harvelstone::platform {
 namespace {
@@ -211,6 +216,25 @@ std::string textOf(const Content& content) {
     return writer.takeText();
 }
 
+/// simdjson's own maker of parsers goes with the exit of the process, while a worker may still read. From then on one
+/// that never goes is in its place; nobody is between the two, since both sides hold the mutex.
+void outliveExit() {
+    static NeverDestroyed<const simdjson::builtin::implementation> lasting;
+    static_cast<void>(simdjson::get_active_implementation()->name());  // made now, so it goes after our handler has run
+    std::atexit([] {
+        const std::lock_guard lock(heldAcrossFork());
+        simdjson::get_active_implementation() = &*lasting;
+    });
+}
+
+bool allocate(ondemand::parser& parser, std::size_t capacity, std::size_t depth) {
+    static constinit bool doesOutliveExit = false;
+    keepLoaded();  // the handler of the exit must not go with a plug-in
+    const std::lock_guard lock(heldAcrossFork());
+    if (!std::exchange(doesOutliveExit, true)) outliveExit();
+    return parser.allocate(capacity, depth) == simdjson::SUCCESS;
+}
+
 }  // namespace
 
 std::optional<Value> parseJson(std::string_view text, std::size_t depthLimit) {
@@ -220,7 +244,7 @@ std::optional<Value> parseJson(std::string_view text, std::size_t depthLimit) {
     ondemand::parser parser;
     ondemand::document document;
     ondemand::array array;
-    if (parser.allocate(bracketed.size(), depthLimit + levelsOfSimdjson) != simdjson::SUCCESS) return std::nullopt;
+    if (!allocate(parser, bracketed.size(), depthLimit + levelsOfSimdjson)) return std::nullopt;
     if (parser.iterate(bracketed, padded.size()).get(document) != simdjson::SUCCESS) return std::nullopt;
     if (document.get_array().get(array) != simdjson::SUCCESS) return std::nullopt;
     List values;

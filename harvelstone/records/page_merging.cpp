@@ -61,11 +61,11 @@ class Summary {
 }  // namespace
 
 List DocumentManager::mergePages(const List& pages) {
-    static const Dictionary noKeys;
+    static platform::NeverDestroyed<const Dictionary> noKeys;
     List merged;
     auto summary = Summary::seeded();
     for (const auto& page : pages) {
-        const auto& record = page.dictionary() != nullptr ? *page.dictionary() : noKeys;
+        const auto& record = page.dictionary() != nullptr ? *page.dictionary() : *noKeys;
         if (record.size() < keysOfACompleteRecord) {
             summary.fold(record);
             continue;

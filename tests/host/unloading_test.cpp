@@ -1,0 +1,86 @@
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include "tests/host/HostTest.hpp"
+
+namespace harvelstone::testing {
+namespace {
+
+using std::chrono::steady_clock;
+
+/// A host that unloads the plug-in with the library in it, and goes on.
+class Unloading : public HostTest, public ::testing::WithParamInterface<const char*> {
+  protected:
+    std::vector<std::string> arguments() const { return {GetParam(), server_.url(), documents_.path()}; }
+
+    static void unload(HostProcess& host) {
+        host.goOn();
+        EXPECT_EQ(host.nextLine(), "unloaded");
+    }
+
+    static void finish(HostProcess& host) {
+        host.goOn();
+        const auto end = host.waitForEnd();
+        EXPECT_TRUE(end.isExit(0)) << "status " << end.status;
+    }
+
+    /// How many files of documents lie in the storage folder.
+    std::size_t documentFiles() const {
+        std::size_t count = 0;
+        for (const auto& entry : std::filesystem::directory_iterator(documents_.path() + "/harvelstone"))
+            if (entry.path().filename().string().find('_') != std::string::npos) ++count;
+        return count;
+    }
+};
+
+TEST_P(Unloading, InMidUploadLeavesTheUploadToItsEnd) {
+    HeldAnswer held;
+    server_.setScript({held.behaviour(answerText("200 OK", "{}")), answers("200 OK", "{}")});
+    HostProcess host(HOST_LOADER, arguments());
+    EXPECT_EQ(host.nextLine(), "ready");
+    EXPECT_TRUE(held.hasArrived());
+    unload(host);
+    held.letGo();
+    EXPECT_EQ(server_.waitForRequests(2).size(), 2U) << "the answer was handled, and the next document sent";
+    finish(host);
+}
+
+TEST_P(Unloading, InMidUploadDoesNotHoldUpTheExit) {
+    HeldAnswer held;
+    server_.setScript({held.behaviour()});
+    HostProcess host(HOST_LOADER, arguments());
+    EXPECT_EQ(host.nextLine(), "ready");
+    EXPECT_TRUE(held.hasArrived());
+    unload(host);
+    finish(host);
+}
+
+TEST_P(Unloading, WhileARepeatWaitsLeavesTheRepeatToItsTime) {
+    server_.setScript({answers("200 OK", R"({"retry":true})"), answers("200 OK", "{}")});
+    HostProcess host(HOST_LOADER, arguments());
+    EXPECT_EQ(host.nextLine(), "ready");
+    EXPECT_EQ(server_.waitForRequests(1).size(), 1U);
+    unload(host);
+    EXPECT_GE(server_.waitForRequests(3).size(), 3U);
+    finish(host);
+}
+
+TEST_P(Unloading, WhileARemovalWaitsLeavesTheRemovalToItsTime) {
+    HostProcess host(HOST_LOADER, arguments());
+    EXPECT_EQ(host.nextLine(), "ready");
+    EXPECT_EQ(server_.waitForRequests(2).size(), 2U);
+    unload(host);
+    // The click queues of both are left to pruning; beside them stays the one document that is current then.
+    const auto end = steady_clock::now() + std::chrono::seconds(20);
+    while (documentFiles() > 6 && steady_clock::now() < end) std::this_thread::yield();
+    EXPECT_LE(documentFiles(), 6U);
+    finish(host);
+}
+
+INSTANTIATE_TEST_SUITE_P(PlugIns, Unloading, ::testing::Values(HOST_STATIC_PLUGIN, HOST_SHARED_PLUGIN),
+                         [](const auto& plugIn) { return plugIn.index == 0 ? "Static" : "Shared"; });
+
+}  // namespace
+}  // namespace harvelstone::testing
