@@ -1,6 +1,8 @@
 #include "harvelstone/platform/Utf8.hpp"
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 namespace harvelstone::platform {
 namespace {

@@ -1,11 +1,14 @@
 #include "harvelstone/platform/keep_loaded.hpp"
 
+#include <atomic>
 #include <dlfcn.h>
 #include <link.h>
 
 namespace harvelstone::platform {
 
 void keepLoaded() {
+    static constinit std::atomic<bool> isKept = false;
+    if (isKept.exchange(true)) return;
     Dl_info info{};
     void* found = nullptr;
     if (dladdr1(reinterpret_cast<const void*>(&keepLoaded), &info, &found, RTLD_DL_LINKMAP) == 0 || !found) return;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "harvelstone/document/DocumentManager.hpp"
+#include "harvelstone/platform/NeverDestroyed.hpp"
 #include "harvelstone/services/BSUtil.hpp"
 #include "harvelstone/services/StaticValues.hpp"
 

@@ -120,6 +120,10 @@ HostEnd HostProcess::waitForEnd() {
     return end;
 }
 
+bool HostProcess::hasMapped(const std::string& file) const {
+    return textOf("/proc/" + std::to_string(process_) + "/maps").find(file + "\n") != std::string::npos;
+}
+
 int HostProcess::threadCount() const {
     const std::filesystem::directory_iterator tasks("/proc/" + std::to_string(process_) + "/task");
     return static_cast<int>(std::distance(begin(tasks), end(tasks)));

@@ -32,6 +32,8 @@ class HostProcess {
     void goOn();
     HostEnd waitForEnd();
 
+    /// Whether the file is part of its memory.
+    bool hasMapped(const std::string& file) const;
     int threadCount() const;
     /// How often its threads, or those of that name alone, gave the processor up of their own will.
     long voluntarySwitches(const std::string& threadName = "") const;

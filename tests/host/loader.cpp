@@ -1,5 +1,5 @@
-// usage: host_loader PLUGIN URL FOLDER
-// Loads the plug-in, lets it send, and unloads it while the test holds the answer back.
+// usage: host_loader PLUGIN FUNCTION URL FOLDER
+// Loads the plug-in, calls its function, and unloads it while the test holds the answer back.
 #include <chrono>
 #include <dlfcn.h>
 #include <string>
@@ -20,14 +20,14 @@ void waitForTest() {
 }  // namespace
 
 int main(int count, char** arguments) {
-    if (count != 4) return 2;
+    if (count != 5) return 2;
     void* plugin = dlopen(arguments[1], RTLD_NOW | RTLD_LOCAL);
     if (!plugin) {
         say(dlerror());
         return 3;
     }
-    using Begin = void (*)(const char*, const char*);
-    reinterpret_cast<Begin>(dlsym(plugin, "begin"))(arguments[2], arguments[3]);
+    using Function = void (*)(const char*, const char*);
+    reinterpret_cast<Function>(dlsym(plugin, arguments[2]))(arguments[3], arguments[4]);
     say("ready");
     waitForTest();
     if (dlclose(plugin) != 0) return 4;

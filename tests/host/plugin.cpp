@@ -3,11 +3,16 @@
 
 using harvelstone::Analytics;
 
-extern "C" void begin(const char* url, const char* folder) {
+/// Starts the library, but gives it nothing to do.
+extern "C" void configure(const char* url, const char* folder) {
     harvelstone::AnalyticsOptions options;
     options.targetUri = url;
     options.documentsFolder = folder;
     Analytics::configure(options);
+}
+
+extern "C" void begin(const char* url, const char* folder) {
+    configure(url, folder);
     Analytics::installReferrer({});
     for (const char* visit : {"first", "second"}) {
         Analytics::startVisit();
