@@ -10,7 +10,7 @@
 #include "harvelstone/document/Fate.hpp"
 #include "harvelstone/document/OutstandingWork.hpp"
 #include "harvelstone/document/current_ledger.hpp"
-#include "harvelstone/platform/NeverDestroyed.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/services/BSUtil.hpp"
 #include "harvelstone/services/HarvelstoneCore.hpp"
 #include "harvelstone/services/QueueFile.hpp"
@@ -23,7 +23,7 @@ namespace {
 
 /// The goal is remembered, then recorded: of two threads each has to record its own. Recursive, so that a goal from
 /// inside a debug log of the host's does not wait for itself.
-constinit platform::NeverDestroyed<std::recursive_mutex> goalLock;
+constinit platform::PerProcess<std::recursive_mutex> goalLock;
 
 DocumentManager& manager() { return DocumentManager::sharedInstance(); }
 

@@ -47,7 +47,7 @@ class LogToHost final : public platform::Log {
     void platformLine(std::string_view line) noexcept override { log_->platformLine(line); }
     void debugLine(std::string_view line) noexcept override {
         try {
-            debugLog_(line);  // within a HostCall, so that the thread is not cancelled in it
+            debugLog_(line);
         } catch (...) {
             // The host's own failure to take a line must not end what was being logged.
         }

@@ -9,7 +9,6 @@
 namespace harvelstone::platform {
 
 std::optional<FolderClaim> FolderClaim::of(const std::string& folder) {
-    const Uncancelled uncancelled;
     const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0) return std::nullopt;
     closeInChild(descriptor);
@@ -20,7 +19,6 @@ std::optional<FolderClaim> FolderClaim::of(const std::string& folder) {
 
 FolderClaim::~FolderClaim() {
     if (descriptor_ < 0) return;
-    const Uncancelled uncancelled;
     flock(descriptor_, LOCK_UN);
     keepInChild(descriptor_);
     close(descriptor_);

@@ -2,8 +2,6 @@
 
 #include <mutex>
 
-#include "harvelstone/platform/Uncancelled.hpp"
-
 namespace harvelstone::platform {
 
 /// A child made by `fork` starts as a new process would. It has a copy of everything its parent held in memory, some of
@@ -21,16 +19,13 @@ bool hasTakenOver() noexcept;
 
 /// Marks a call into the host's code, such as its log sink, from the middle of an operation of ours. A child that is
 /// made inside one has our half-done operation on its stack: for it the library stays out of action (see
-/// Platform::current). Nor can the thread be cancelled there.
+/// Platform::current).
 class HostCall {
   public:
     HostCall() noexcept;
     ~HostCall();
     HostCall(const HostCall&) = delete;
     HostCall& operator=(const HostCall&) = delete;
-
-  private:
-    const Uncancelled uncancelled_;
 };
 
 /// Whether this process was made in the middle of an operation.

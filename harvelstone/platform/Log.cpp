@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include "harvelstone/platform/PerProcess.hpp"
-#include "harvelstone/platform/Uncancelled.hpp"
 
 namespace harvelstone::platform {
 namespace {
@@ -24,7 +23,6 @@ ssize_t writeSome(std::string_view line, std::string_view lineFeed) {
 }
 
 void writeLine(std::string_view line) noexcept {
-    const Uncancelled uncancelled;
     const std::lock_guard lock(*writing);
     for (std::string_view lineFeed = "\n"; !lineFeed.empty();) {
         const auto written = writeSome(line, lineFeed);

@@ -13,7 +13,6 @@
 #include <uuid/uuid.h>
 
 #include "harvelstone/platform/Device.hpp"
-#include "harvelstone/platform/Uncancelled.hpp"
 #include "harvelstone/platform/network_interfaces.hpp"
 
 namespace harvelstone::platform {
@@ -127,7 +126,6 @@ Locale currentLocale() {
 }  // namespace
 
 std::vector<std::string> PosixDevice::documentsDirectories() const {
-    const Uncancelled uncancelled;
     if (const auto folder = folderFromEnvironment("XDG_DOCUMENTS_DIR")) return {*folder};
     if (const auto folder = documentsInUserDirs()) return {*folder};
     return {joined(homeFolder(), "Documents")};
@@ -139,7 +137,6 @@ std::string PosixDevice::bundleIdentifier() const {
 }
 
 std::string PosixDevice::uuidText() const {
-    const Uncancelled uncancelled;
     std::array<unsigned char, sizeof(uuid_t)> uuid{};
     std::array<char, UUID_STR_LEN> text{};
     uuid_generate_random(uuid.data());

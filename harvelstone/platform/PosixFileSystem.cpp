@@ -16,7 +16,6 @@
 
 #include "harvelstone/platform/FileSystem.hpp"
 #include "harvelstone/platform/Fork.hpp"
-#include "harvelstone/platform/Uncancelled.hpp"
 
 namespace harvelstone::platform {
 namespace {
@@ -29,7 +28,6 @@ std::error_code lastError() { return {errno, std::generic_category()}; }
 /// Makes a system call, again and again while a signal interrupts it.
 template <typename Call>
 auto retried(Call call) {
-    const Uncancelled uncancelled;
     for (;;) {
         const auto result = call();
         if (result >= 0 || errno != EINTR) return result;
@@ -51,7 +49,6 @@ class Descriptor {
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
     ~Descriptor() {
-        const Uncancelled uncancelled;
         // Not repeated when interrupted: Linux has closed it then, too.
         if (number_ >= 0 && isOurs()) close(number_);
     }
@@ -115,7 +112,6 @@ class PosixFile final : public File {
     }
 
     Result<void> lock(std::chrono::milliseconds longestWait) override {
-        const Uncancelled uncancelled;
         closeInChild(*descriptor_);
         auto locked = waitForLock(longestWait);
         isLocked_ = locked.ok();
@@ -222,7 +218,6 @@ Result<void> PosixFileSystem::remove(const std::string& path) {
 }
 
 Result<std::vector<std::string>> PosixFileSystem::list(const std::string& folder) {
-    const Uncancelled uncancelled;
     const std::unique_ptr<DIR, CloseFolder> entries(opendir(folder.c_str()));
     if (!entries) return lastError();
     std::vector<std::string> names;

@@ -1,8 +1,9 @@
 #include "harvelstone/platform/Utf8.hpp"
 
 #include <cstddef>
-#include <cstdint>
-#include <cstring>
+#include <simdjson.h>
+
+#include "harvelstone/platform/NeverDestroyed.hpp"
 
 namespace harvelstone::platform {
 namespace {
@@ -45,31 +46,12 @@ std::size_t sequenceLength(std::string_view text) {
     return lead.followers + 1;
 }
 
-/// How many of the first bytes are ASCII, all of them looked at eight at a time.
-std::size_t asciiLength(std::string_view text) {
-    constexpr std::uint64_t highBits = 0x8080808080808080;
-    std::size_t length = 0;
-    for (std::uint64_t eight = 0; length + sizeof eight <= text.size(); length += sizeof eight) {
-        std::memcpy(&eight, text.data() + length, sizeof eight);
-        if ((eight & highBits) != 0) break;
-    }
-    while (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80) ++length;
-    return length;
-}
-
 }  // namespace
 
-// By our own hand: simdjson's check stands on an object that goes with the exit of the process, while workers still
-// run.
 bool isValidUtf8(std::string_view text) {
-    while (!text.empty()) {
-        text.remove_prefix(asciiLength(text));
-        if (text.empty()) return true;
-        const auto length = sequenceLength(text);
-        if (length == 0) return false;
-        text.remove_prefix(length);
-    }
-    return true;
+    // The implementation that simdjson keeps for itself goes with the exit of the process, while workers still run.
+    static NeverDestroyed<const simdjson::builtin::implementation> lasting;
+    return lasting->validate_utf8(text.data(), text.size());
 }
 
 std::string repairedUtf8(std::string_view text) {

@@ -36,7 +36,6 @@ class WorkerThreads::Crew final : public std::enable_shared_from_this<Crew> {
 
     std::error_code makeThread(Roster& roster);
     void work();
-    void workUntilIdle();
     std::shared_ptr<OperationQueue> nextQueue();
 
     const Seconds idleTime_;
@@ -147,11 +146,6 @@ std::error_code WorkerThreads::Crew::makeThread(Roster& roster) {
 
 void WorkerThreads::Crew::work() {
     pthread_setname_np(pthread_self(), "harvelstone");
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-    workUntilIdle();
-}
-
-void WorkerThreads::Crew::workUntilIdle() {
     while (const auto queue = nextQueue()) {
         try {
             queue->run();

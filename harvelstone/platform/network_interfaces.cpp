@@ -9,8 +9,6 @@
 #include <netinet/in.h>
 #include <string_view>
 
-#include "harvelstone/platform/Uncancelled.hpp"
-
 namespace harvelstone::platform {
 namespace {
 
@@ -50,7 +48,6 @@ std::string_view typeOf(std::string_view name) {
 }  // namespace
 
 std::vector<NetworkInterface> networkInterfaces() {
-    const Uncancelled uncancelled;
     ifaddrs* first = nullptr;
     if (getifaddrs(&first) != 0) return {};
     const std::unique_ptr<ifaddrs, FreeAddresses> addresses(first);

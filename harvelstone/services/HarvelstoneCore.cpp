@@ -13,11 +13,8 @@ namespace {
 constinit std::atomic<bool> sdkLockState{false};
 constinit std::atomic<bool> useImei{false};
 
-struct OpenedApp {
-    std::atomic<bool> isTold{false};
-};
 // Told once: by the process that the host told it to.
-constinit platform::PerProcess<OpenedApp> appOpen;
+constinit platform::PerProcess<std::atomic<bool>> appOpen;
 
 }  // namespace
 
@@ -25,9 +22,9 @@ bool HarvelstoneCore::getFlagSdkLockState() { return sdkLockState.load(); }
 
 void HarvelstoneCore::setFlagSdkLockState(bool on) { sdkLockState.store(on); }
 
-bool HarvelstoneCore::getAppOpenFlag() { return appOpen->isTold.load(); }
+bool HarvelstoneCore::getAppOpenFlag() { return appOpen->load(); }
 
-void HarvelstoneCore::setAppOpenFlag(bool opened) { appOpen->isTold.store(opened); }
+void HarvelstoneCore::setAppOpenFlag(bool opened) { appOpen->store(opened); }
 
 bool HarvelstoneCore::getFlagUseImei() { return useImei.load(); }
 

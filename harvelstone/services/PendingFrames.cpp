@@ -14,10 +14,7 @@ namespace {
 
 constexpr std::size_t batchBytes = 256U << 10U;
 
-struct Memory {
-    std::atomic<std::size_t> bytes{0};
-};
-constinit platform::PerProcess<Memory> memory;
+constinit platform::PerProcess<std::atomic<std::size_t>> bytesOfProcess;
 
 }  // namespace
 
@@ -26,28 +23,28 @@ PendingFrames::~PendingFrames() {
 }
 
 void PendingFrames::pushBack(std::string frame) {
-    memory->bytes += frame.size();
+    *bytesOfProcess += frame.size();
     frames_.push_back(std::move(frame));
 }
 
 void PendingFrames::pushFront(std::string frame) {
-    memory->bytes += frame.size();
+    *bytesOfProcess += frame.size();
     frames_.push_front(std::move(frame));
 }
 
 std::string PendingFrames::popFront() {
     auto frame = std::move(frames_.front());
     frames_.pop_front();
-    memory->bytes -= frame.size();
+    *bytesOfProcess -= frame.size();
     return frame;
 }
 
 void PendingFrames::dropNewest() {
-    memory->bytes -= frames_.back().size();
+    *bytesOfProcess -= frames_.back().size();
     frames_.pop_back();
 }
 
-bool PendingFrames::areTooMany() { return memory->bytes > mostBytes; }
+bool PendingFrames::areTooMany() { return *bytesOfProcess > mostBytes; }
 
 PendingFrames::Batch PendingFrames::oldest() const {
     Batch batch;
