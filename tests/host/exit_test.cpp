@@ -52,21 +52,20 @@ class ExitOfTheHost : public HostTest, public ::testing::WithParamInterface<Exit
 };
 
 /// A stall of the library's own comes every time. One that comes from a machine with too much to do does not, so the
-/// shortest of three counts; the longest is shown.
+/// shortest of three counts, or of more while even that is too long; the longest is shown.
 TEST_P(ExitOfTheHost, IsOrderlyAndTakesNoTime) {
-    constexpr int times = 3;
+    constexpr milliseconds limit{100};
     microseconds shortest = std::chrono::hours(1);
     microseconds longest{0};
-    for (int time = 0; time < times; ++time) {
+    for (int time = 0; time < 3 || (shortest >= limit && time < 10); ++time) {
         const auto end = endOnce();
         expectOrderly(end);
         ASSERT_TRUE(end.stall);
         shortest = std::min(shortest, *end.stall);
         longest = std::max(longest, *end.stall);
     }
-    EXPECT_LT(shortest, milliseconds(100));
-    std::cout << "longest stall at exit of " << times << ": " << longest.count() << " us\n";
-    RecordProperty("longest_stall_us", std::to_string(longest.count()));
+    EXPECT_LT(shortest, limit);
+    std::cout << "longest stall at exit: " << longest.count() << " us\n";
 }
 
 std::vector<Exit> everyExit() {

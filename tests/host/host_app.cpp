@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <iostream>
-#include <unistd.h>
 
 #include "harvelstone/api/Analytics.hpp"
 
@@ -23,16 +22,6 @@ void configure(const Orders& orders, void (*sink)(std::string_view line)) {
 void click(const std::string& name) { harvelstone::Analytics::click({{"button", name}}); }
 
 bool flush() { return harvelstone::Analytics::flush(std::chrono::seconds(30)).complete; }
-
-void say(const std::string& line) {
-    const auto text = line + "\n";
-    if (write(STDOUT_FILENO, text.data(), text.size()) < 0) _exit(9);
-}
-
-void waitForTest() {
-    char byte = 0;
-    while (read(STDIN_FILENO, &byte, 1) == 1 && byte != '\n') continue;
-}
 
 namespace {
 

@@ -4,8 +4,9 @@
 #include <string_view>
 #include <vector>
 
-/// A small app with the library inside. It talks with the test that started it line by line: on standard output it says
-/// how far it is, on standard input it is told to go on.
+#include "tests/host/talk.hpp"
+
+/// A small app with the library inside.
 namespace host {
 
 /// What the test wants, from the command line.
@@ -24,14 +25,8 @@ void click(const std::string& name);
 /// Sends, and says whether nothing was left under way.
 bool flush();
 
-void say(const std::string& line);
-/// Waits for a line from the test, or for its end.
-void waitForTest();
-
 /// Goes to the moment named and says "ready" there; the app ends from it, or forks.
 void reach(const std::string& moment, const Orders& orders);
-/// Ends the process in that way; gives control back if that is by a return from `main`.
-void end(const std::string& way);
 
 /// The story of a fork of that name, to its end.
 int playFork(const std::string& story, const Orders& orders);

@@ -1,11 +1,7 @@
-// The moments at which the app ends, and the ways in which it does.
+// The moments at which the app ends.
 #include <atomic>
-#include <chrono>
-#include <csignal>
 #include <cstdlib>
-#include <stdexcept>
 #include <thread>
-#include <unistd.h>
 
 #include "harvelstone/api/Analytics.hpp"
 
@@ -19,11 +15,6 @@ using harvelstone::Analytics;
 std::atomic<int> documentsMade = 0;
 std::atomic<bool> repeatWaits = false;
 std::atomic<bool> mayExitInSink = false;
-
-void announceEnd() {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    say("ending " + std::to_string(std::chrono::duration_cast<std::chrono::microseconds>(now).count()));
-}
 
 void watch(std::string_view line) {
     if (line.starts_with("DEBUG_HARVELSTONE_CONFIG : documentID --> ")) ++documentsMade;
@@ -65,17 +56,6 @@ void reach(const std::string& moment, const Orders& orders) {
     if (moment == "repeat") waitUntil([] { return repeatWaits.load(); });
     if (moment == "removal") waitUntil([] { return documentsMade == 2; });
     say("ready");
-}
-
-void end(const std::string& way) {
-    if (way == "handler") std::signal(SIGTERM, [](int) { _exit(0); });
-    announceEnd();
-    if (way == "return") return;
-    if (way == "exit") std::exit(0);
-    if (way == "quick_exit") std::quick_exit(0);
-    if (way == "_exit") _exit(0);
-    if (way == "signal" || way == "handler") kill(getpid(), SIGTERM);
-    for (;;) pause();
 }
 
 }  // namespace host

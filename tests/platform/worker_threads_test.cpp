@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
+#include <pthread.h>
 #include <set>
 #include <signal.h>
 #include <stdexcept>
@@ -198,6 +199,14 @@ TEST(Workers, LeaveSignalsToTheHostsThreads) {
     sigset_t ours;
     pthread_sigmask(SIG_SETMASK, nullptr, &ours);
     EXPECT_EQ(sigismember(&ours, SIGTERM), 0) << "the caller's own signals are as before";
+}
+
+TEST(Workers, GoOnWithAQueueWhoseTaskHasEndedItsThread) {
+    WorkerThreads workers(longIdle);
+    const auto queue = workers.newOperationQueue();
+    queue->post([] { pthread_exit(nullptr); });
+    threadOf(*queue);
+    EXPECT_EQ(workers.threadCount(), 1U);
 }
 
 #if !defined(__SANITIZE_THREAD__)  // which allows no thread in a child of a process that had several
