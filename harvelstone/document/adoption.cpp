@@ -26,8 +26,7 @@ std::optional<DocumentNames> namesIn(const std::string& folder) {
     if (!contents || !contents->damage.empty()) return std::nullopt;
     auto names = documentNamesFrom(findValue(contents->values, *DOCUMENT_TARGET_NAME));
     auto account = readStoredAccount(findValue(contents->values, ledgerKey));
-    return DocumentNames(std::move(names).value_or(std::vector<std::string>()),
-                         std::move(account).value_or(DocumentAccount()));
+    return DocumentNames(std::move(names).value_or(std::vector<std::string>()), account.value_or(DocumentAccount()));
 }
 
 /// False when a file could not be moved.

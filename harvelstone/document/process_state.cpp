@@ -72,7 +72,7 @@ DocumentNames DocumentNames::withAdopted(const DocumentNames& others) const {
     if (names.size() == size()) return *this;
     auto account = account_;
     account += others.account_;
-    return {std::move(names), std::move(account)};
+    return {std::move(names), account};
 }
 
 bool DocumentNames::contains(const std::string& name) const {

@@ -1,7 +1,5 @@
 #include "tests/host/HostTest.hpp"
 
-#include <utility>
-
 namespace harvelstone::testing {
 namespace {
 
@@ -39,23 +37,6 @@ std::vector<std::string> HostTest::documentNames() const {
         names.push_back(textOf(*session->dictionary(), "sid") + " " + std::to_string(created));
     }
     return names;
-}
-
-Behaviour HeldAnswer::behaviour(std::string answer) {
-    return [this, answer = std::move(answer)](WireConnection& connection) {
-        connection.readBody();
-        arrived_.set_value();
-        if (answer.empty()) {
-            connection.waitForHangUp();
-            return;
-        }
-        mayGo_.get_future().wait_for(std::chrono::seconds(30));
-        connection.send(answer);
-    };
-}
-
-bool HeldAnswer::hasArrived() {
-    return arrived_.get_future().wait_for(std::chrono::seconds(30)) == std::future_status::ready;
 }
 
 }  // namespace harvelstone::testing

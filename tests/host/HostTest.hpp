@@ -1,10 +1,10 @@
 #pragma once
 
-#include <future>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
+#include "tests/host/HeldAnswer.hpp"
 #include "tests/host/HostProcess.hpp"
 #include "tests/support/LoopbackServer.hpp"
 #include "tests/support/TestPlatform.hpp"
@@ -23,18 +23,6 @@ class HostTest : public ::testing::Test {
 
     TemporaryFolder documents_;
     LoopbackServer server_;
-};
-
-/// Reads the request, says so, and answers when it is told to; without an answer's text it waits for the client's end.
-class HeldAnswer {
-  public:
-    Behaviour behaviour(std::string answer = "");
-    bool hasArrived();  ///< waits for the request, half a minute at most
-    void letGo() { mayGo_.set_value(); }
-
-  private:
-    std::promise<void> arrived_;
-    std::promise<void> mayGo_;
 };
 
 }  // namespace harvelstone::testing

@@ -1,5 +1,5 @@
-// usage: host_loader PLUGIN FUNCTION URL FOLDER
-// Loads the plug-in, calls its function, and unloads it while the test holds the answer back.
+// usage: host_loader PLUGIN FUNCTION URL FOLDER ["and end"]
+// Loads the plug-in, calls its function, and unloads it when the test says so; then goes on, or ends at once.
 #include <dlfcn.h>
 
 #include "tests/host/talk.hpp"
@@ -7,7 +7,8 @@
 using namespace host;
 
 int main(int count, char** arguments) {
-    if (count != 5) return 2;
+    if (count < 5) return 2;
+    const bool endsAtOnce = count == 6;
     void* plugin = dlopen(arguments[1], RTLD_NOW | RTLD_LOCAL);
     if (!plugin) {
         say(dlerror());
@@ -17,9 +18,10 @@ int main(int count, char** arguments) {
     reinterpret_cast<Function>(dlsym(plugin, arguments[2]))(arguments[3], arguments[4]);
     say("ready");
     waitForTest();
+    if (endsAtOnce) announceEnd();
     if (dlclose(plugin) != 0) return 4;
+    if (endsAtOnce) return 0;
     say("unloaded");
     waitForTest();
-    announceEnd();
     return 0;
 }

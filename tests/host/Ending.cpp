@@ -1,0 +1,77 @@
+#include "tests/host/Ending.hpp"
+
+#include <csignal>
+#include <ostream>
+#include <stdexcept>
+
+#include "tests/host/HeldAnswer.hpp"
+#include "tests/support/LoopbackServer.hpp"
+#include "tests/support/TestPlatform.hpp"
+
+namespace harvelstone::testing {
+namespace {
+
+void require(bool condition, const char* what) {
+    if (!condition) throw std::runtime_error(what);
+}
+
+/// Nobody answers in mid-upload; the repeat is asked for where the host waits for it.
+std::vector<Behaviour> scriptFor(const std::string& moment, HeldAnswer& held) {
+    if (moment == "upload") return {held.behaviour()};
+    if (moment == "repeat") return {answers("200 OK", R"({"retry":true})")};
+    return {answers("200 OK", "{}")};
+}
+
+HostEnd unloadOnce(const std::string& moment) {
+    const TemporaryFolder documents;
+    HeldAnswer held;
+    const LoopbackServer server(scriptFor(moment, held));
+    HostProcess host(HOST_LOADER, {HOST_STATIC_PLUGIN, "begin", server.url(), documents.path(), "and end"});
+    require(host.nextLine() == "ready", "the host is not ready");
+    const std::size_t requests = moment == "removal" ? 2 : 1;
+    require(moment == "upload" ? held.hasArrived() : server.waitForRequests(requests).size() >= requests,
+            "the upload does not arrive");
+    host.goOn();
+    return host.waitForEnd();
+}
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& stream, const Ending& ending) {
+    return stream << ending.moment << ", " << ending.way;
+}
+
+std::vector<Ending> everyEnding() {
+    std::vector<Ending> endings{{"sink", "exit"}};
+    for (const char* moment : {"upload", "repeat", "removal", "recording"})
+        for (const char* way : {"return", "exit", "quick_exit", "_exit", "signal", "handler"})
+            endings.push_back({moment, way});
+    for (const char* moment : {"upload", "repeat", "removal"}) endings.push_back({moment, "dlclose"});
+    return endings;
+}
+
+HostEnd endOnce(const Ending& ending) {
+    if (ending.way == "dlclose") return unloadOnce(ending.moment);
+    const TemporaryFolder documents;
+    HeldAnswer held;
+    const LoopbackServer server(scriptFor(ending.moment, held));
+    HostProcess app(HOST_APP, {server.url(), documents.path(), "end", ending.moment, ending.way});
+    if (ending.moment == "sink") return app.waitForEnd();  // which ends it on one of our threads
+    require(app.nextLine() == "ready", "the app does not come to the moment");
+    require(ending.moment != "upload" || held.hasArrived(), "the upload does not arrive");
+    app.goOn();
+    return app.waitForEnd();
+}
+
+HostEnd endOnceWithoutLibrary(const std::string& way) {
+    HostProcess app(HOST_BARE, {way});
+    require(app.nextLine() == "ready", "the app does not start");
+    app.goOn();
+    return app.waitForEnd();
+}
+
+bool isOrderly(const HostEnd& end, const std::string& way) {
+    return way == "signal" ? end.isSignal(SIGTERM) : end.isExit(0);
+}
+
+}  // namespace harvelstone::testing
