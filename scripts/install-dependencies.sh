@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the named groups need (all groups without an argument), as root or through sudo.
 # Quiet and quick when everything is there.
-#   scripts/install-dependencies.sh [build|test|lint|check|coverage|bench]...
+#   scripts/install-dependencies.sh [build|test|lint|check|coverage|bench|fuzz]...
 set -euo pipefail
 
 declare -A packages_of=(
@@ -15,6 +15,8 @@ declare -A packages_of=(
     [check]="python3 git"
     [coverage]="gcovr"
     [bench]="libbenchmark-dev"
+    # libclang-rt: libFuzzer and the sanitizers of clang.
+    [fuzz]="clang libclang-rt-dev"
 )
 
 groups=("$@")
