@@ -79,10 +79,15 @@ void refuseTooDeep(const Dictionary& members) {
 
 NamedMap::NamedMap(std::string name) : name_(std::move(name)), path_(storedFilePath(name_)) {}
 
-void NamedMap::load() const {
+bool NamedMap::load() const {
     LaterLines lines;
     const std::lock_guard lock(valuesMutex_);
-    loadLocked(lines);
+    return loadLocked(lines);
+}
+
+void NamedMap::setLateMerge(LateMerge merge) {
+    const std::lock_guard lock(valuesMutex_);
+    lateMerge_ = std::move(merge);
 }
 
 bool NamedMap::loadLocked(LaterLines& lines) const {
@@ -94,6 +99,7 @@ bool NamedMap::loadLocked(LaterLines& lines) const {
         if (auto moved = setAside(name_, contents->damage, lines); !moved)
             return noteUnread("set aside", moved.error(), lines);
     // Keeps what was put while the file could not be read.
+    if (contents && lateMerge_ && readFailureLogged_) lateMerge_(values_, contents->values);
     values_.merge(contents ? std::move(contents->values) : firstValues(name_));
     isLoaded_ = true;
     return true;
@@ -180,7 +186,10 @@ void NamedMap::save() {
         const std::lock_guard lock(valuesMutex_);
         ++version_;
     }
-    if (commit(lines)) syncStorageFolder(lines);
+    if (commit(lines))
+        syncStorageFolder(lines);
+    else
+        storage_batch::owe(shared_from_this());
 }
 
 std::string NamedMap::jsonString() const {

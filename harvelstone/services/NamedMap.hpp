@@ -19,7 +19,7 @@ class LaterLines;
 ///
 /// A put is visible to every holder of the map at once and on disk when the public operation that made it returns (see
 /// StorageBatch). A full disk or an I/O error never raises: the map keeps its values in memory, logs one line, and
-/// tries again at the next put or `save`. Any thread may use it.
+/// tries again at the end of each later operation. Any thread may use it.
 ///
 /// A file that is no JSON object is set aside and reported in the log, and the map starts empty; a missing file is an
 /// empty map, and is made by the first put. A file that is there but cannot be read is never written over: each use of
@@ -34,8 +34,13 @@ class NamedMap : public std::enable_shared_from_this<NamedMap> {
 
     const std::string& name() const { return name_; }
 
-    /// Reads the file now, unless that was done.
-    void load() const;
+    /// Reads the file now, unless that was done; false when it is there and cannot be read now.
+    bool load() const;
+
+    /// Joins what was put while the file could not be read with what the file turns out to hold; a key that both have
+    /// goes to what was put otherwise. Called with the map locked, before anything is written.
+    using LateMerge = std::function<void(Dictionary& put, const Dictionary& stored)>;
+    void setLateMerge(LateMerge merge);
 
     /// The stored value; absent for a missing key.
     std::optional<Value> get(std::string_view key) const;
@@ -84,6 +89,7 @@ class NamedMap : public std::enable_shared_from_this<NamedMap> {
     mutable std::mutex valuesMutex_;
     mutable bool isLoaded_ = false;
     mutable bool readFailureLogged_ = false;
+    LateMerge lateMerge_;
     mutable Dictionary values_;
     std::uint64_t version_ = 0;  // counts changes
 

@@ -29,6 +29,7 @@ void QueueFile::add(const Dictionary& record) {
     if (text.size() > queue_format::longestPayload)
         throw InvalidArgumentException(fmt::format("a record of {} bytes is too long, {} is the limit", text.size(),
                                                    queue_format::longestPayload));
+    const StorageBatch scope;
     state_->add(queue_format::frame(queue_format::FrameType::record, text));
 }
 

@@ -9,6 +9,7 @@
 #include "harvelstone/platform/Describe.hpp"
 #include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/Platform.hpp"
+#include "harvelstone/services/StorageBatch.hpp"
 #include "harvelstone/services/StorageFolder.hpp"
 
 namespace harvelstone {
@@ -59,6 +60,16 @@ std::optional<Dictionary> QueueState::pop(std::uint64_t scope) {
     releaseIfIdle();
     stayWhileNeeded();
     return record;
+}
+
+bool QueueState::retry() {
+    LaterLines lines;
+    const std::lock_guard lock(mutex_);
+    if (!pending_.empty()) static_cast<void>(writePending(lines));  // what fails stays in memory, and is logged
+    if (owesConsumption_ && pending_.empty() && !held_) hold(lines);
+    releaseIfIdle();
+    stayWhileNeeded();
+    return pending_.empty() && !owesConsumption_;
 }
 
 bool QueueState::isUnread(std::uint64_t scope) {
@@ -224,6 +235,7 @@ void QueueState::forgetFile() {
 void QueueState::stayWhileNeeded() {
     const bool isNeeded = !pending_.empty() || owesConsumption_ || !failuresLogged_.empty();
     self_ = isNeeded ? shared_from_this() : nullptr;
+    if (!pending_.empty() || owesConsumption_) storage_batch::owe(self_);
 }
 
 void QueueState::noteFailure(std::string_view what, const std::error_code& error, LaterLines& lines) {

@@ -47,6 +47,10 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     /// The next record, claimed for the scope.
     std::optional<Dictionary> pop(std::uint64_t scope);
 
+    /// Writes what waits in memory, and what the file does not know of its consumption; false when some of it still
+    /// waits.
+    bool retry();
+
     /// Whether the scope's last pop gave nothing because the queue cannot be read now, not because it is empty.
     bool isUnread(std::uint64_t scope);
 

@@ -80,7 +80,7 @@ struct FolderChanges {
     std::atomic<std::uint64_t> noted = 0;
     std::mutex mutex;
     std::uint64_t synced = 0;
-    bool failureLogged = false;
+    std::atomic<bool> hasFailed = false;
 };
 constinit platform::PerProcess<FolderChanges> folderChanges;
 
@@ -202,6 +202,8 @@ bool isNoFile(const std::error_code& error) {
 
 void noteFolderChange() { ++folderChanges->noted; }
 
+bool owesFolderSync() { return folderChanges->hasFailed; }
+
 bool syncStorageFolder(LaterLines& lines) {
     auto& platform = Platform::current();
     if (platform.syncPolicy == SyncPolicy::processExit) return true;
@@ -210,13 +212,13 @@ bool syncStorageFolder(LaterLines& lines) {
     const auto target = changes.noted.load();
     if (changes.synced == target) return true;
     if (auto synced = platform.fileSystem->syncFolder(storageFolder()); !synced) {
-        if (!std::exchange(changes.failureLogged, true))
+        if (!changes.hasFailed.exchange(true))
             lines.add(fmt::format("DEBUG_HARVELSTONE_STORE : could not sync the folder {} : {}", storageFolder(),
                                   platform::describe(synced.error())));
         return false;
     }
     changes.synced = target;
-    changes.failureLogged = false;
+    changes.hasFailed = false;
     return true;
 }
 

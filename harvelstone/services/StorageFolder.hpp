@@ -77,4 +77,7 @@ void noteFolderChange();
 /// or the sync policy asks for none. False when that failed; the next call tries again. Logged once until it works.
 bool syncStorageFolder(LaterLines& lines);
 
+/// Whether the latest call failed, so that another one is due.
+bool owesFolderSync();
+
 }  // namespace harvelstone
