@@ -69,6 +69,9 @@ class DocumentNames {
     /// copying it each time. Raises platform::RangeException when the list is empty.
     DocumentNames withoutFirst(Fate fate) const;
 
+    /// With the documents of earlier lives in front, and both accounts added up.
+    DocumentNames behind(const DocumentNames& earlier) const;
+
     bool contains(const std::string& name) const;
     List asList() const;
     const DocumentAccount& account() const { return account_; }

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "harvelstone/document/DocumentManager.hpp"
 #include "harvelstone/services/NamedMap.hpp"
 
 namespace harvelstone {
@@ -23,9 +24,16 @@ std::optional<std::vector<std::string>> storedDocumentNames(const NamedMap& db);
 /// The same for what the map holds under that key.
 std::optional<std::vector<std::string>> documentNamesFrom(const std::optional<Value>& stored);
 
+/// The list and its account as they stand in the values of that map; what is missing is empty.
+DocumentNames documentNamesIn(const Dictionary& db);
+
 /// Adds the documents that ended children of this process, or of an earlier one, left behind to the pending list, and
 /// their files to the storage folder. A child that still runs keeps its own. What fails is tried again the next time.
 /// Nothing in a forked child. document/adoption.cpp
 void adoptForkedDocuments();
+
+/// For a document DB map that could not be read at start-up: joins what was put since with what the file holds. The
+/// documents of earlier lives stand in front, in memory too; counts of visits and documents add up.
+void joinDocumentDb(Dictionary& put, const Dictionary& stored);
 
 }  // namespace harvelstone

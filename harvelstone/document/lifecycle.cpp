@@ -39,13 +39,13 @@ bool restoreNames() {
         documetNameList->store(DocumentNames());
         return false;
     }
-    auto stored = storedDocumentNames(**documentDB);
+    Dictionary stored;
+    for (const auto key : {std::string_view(*DOCUMENT_TARGET_NAME), ledgerKey})
+        if (auto value = (*documentDB)->get(key)) stored.emplace(key, *std::move(value));
+    const bool wasStored = storedDocumentNames(**documentDB).has_value();
     // The line's words do not fit the branch: it says "zero" whenever there is a list. Kept so on purpose.
-    if (stored) BSDebugger::log("DEBUG_HARVELSTONE_CONFIG : documentDB->DOCUMENT_TARGET_NAME size is zero. ");
-    const bool wasStored = stored.has_value();
-    auto names = std::move(stored).value_or(std::vector<std::string>());
-    auto account = readStoredAccount((*documentDB)->get(ledgerKey));
-    documetNameList->store(account ? DocumentNames(std::move(names), *account) : DocumentNames(std::move(names)));
+    if (wasStored) BSDebugger::log("DEBUG_HARVELSTONE_CONFIG : documentDB->DOCUMENT_TARGET_NAME size is zero. ");
+    documetNameList->store(documentNamesIn(stored));
     return wasStored;
 }
 
@@ -68,6 +68,7 @@ DocumentManager::DocumentManager() {
     sendLock = false;
     sessionManager = &SessionManager::sharedInstance();
     *documentDB = TinyMap::sharedInstance().get(StaticValues::DOCUMENT_DB_NAME());
+    (*documentDB)->setLateMerge(joinDocumentDb);
     BSDebugger::log(
         [] { return fmt::format("DEBUG_HARVELSTONE_CONFIG : documentDB Data -> {}", (*documentDB)->jsonString()); });
     profiler = &ProfileManager::sharedInstance();

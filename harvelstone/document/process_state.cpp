@@ -11,19 +11,8 @@
 #include "harvelstone/document/DocumentManager.hpp"
 #include "harvelstone/document/document_names.hpp"
 #include "harvelstone/platform/Exception.hpp"
-#include "harvelstone/services/StaticValues.hpp"
-#include "harvelstone/services/StorageFolder.hpp"
 
 namespace harvelstone {
-
-namespace {
-
-/// The queues of a document have names, too; of their prefixes this one is the longest.
-bool canNameDocument(const std::string& name) {
-    return canBeStored(name) && canBeStored(StaticValues::CAMPAIGN_FILE_PREFIX() + name);
-}
-
-}  // namespace
 
 constinit std::atomic<double> sendStartTimestamp{0};
 constinit std::atomic<std::int64_t> sendRcount{0};
@@ -94,25 +83,18 @@ List DocumentNames::asList() const {
     return list;
 }
 
-std::optional<std::vector<std::string>> storedDocumentNames(const NamedMap& db) {
-    return documentNamesFrom(db.get(*DOCUMENT_TARGET_NAME));
-}
-
-std::optional<std::vector<std::string>> documentNamesFrom(const std::optional<Value>& stored) {
-    const List* list = stored ? stored->list() : nullptr;
-    if (list == nullptr) return std::nullopt;
+DocumentNames DocumentNames::behind(const DocumentNames& earlier) const {
     std::vector<std::string> names;
-    names.reserve(list->size());
-    for (const auto& element : *list) {
-        // Only a damaged or a foreign file holds anything but ids; what can name no document must not keep the others
-        // from being sent.
-        const auto* name = element.string();
-        if (name && canNameDocument(*name)) names.push_back(*name);
-    }
-    return names;
+    names.reserve(earlier.size() + size());
+    for (std::size_t i = 0; i < earlier.size(); ++i) names.push_back(earlier.at(i));
+    for (std::size_t i = 0; i < size(); ++i) names.push_back(at(i));
+    auto account = earlier.account_;
+    account += account_;
+    return {std::move(names), account};
 }
 
 void storeDocumentNames() {
+    (*documentDB)->load();  // a list of earlier lives that can only be read now comes into this one first
     auto stored = documetNameList->load();
     for (;;) {
         const auto& names = stored ? *stored : DocumentNames();

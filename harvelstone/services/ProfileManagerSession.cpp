@@ -80,7 +80,9 @@ void ProfileManager::setInstallReferrer() {
 }
 
 bool ProfileManager::shouldSend(bool respectsServerWait) const {
-    return maySend(storedPermission(*service_stores::profile()), BSUtil::currentTimeMillis(), respectsServerWait);
+    const auto store = service_stores::profile();
+    if (!store->load()) return false;  // nobody knows whether the user agreed
+    return maySend(storedPermission(*store), BSUtil::currentTimeMillis(), respectsServerWait);
 }
 
 bool ProfileManager::updateResponse(const Dictionary& reply) {

@@ -29,7 +29,7 @@ std::string newVisitId() {
 
 SessionManager& SessionManager::sharedInstance() {
     static constinit platform::PerProcess<SessionManager> instance;
-    instance->switchOnStoredDebugLog();
+    instance->prepareOnce();
     return *instance;
 }
 

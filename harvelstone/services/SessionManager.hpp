@@ -67,7 +67,7 @@ class SessionManager {
         : visitTimeout_(parents.object.visitTimeout_.load()) {}
 
   private:
-    void switchOnStoredDebugLog();
+    void prepareOnce();
     /// Each is called with the mutex held; the visit that it gives is the current one.
     VisitState& state(const NamedMap& store);
     Visit& currentVisit(NamedMap& store, double now);

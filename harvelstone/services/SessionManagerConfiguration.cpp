@@ -15,8 +15,12 @@ constexpr std::string_view configurationKey = "configuration";
 
 }  // namespace
 
-void SessionManager::switchOnStoredDebugLog() {
+void SessionManager::prepareOnce() {
     if (isStarted_.exchange(true)) return;
+    service_stores::configuration()->setLateMerge([](Dictionary& put, const Dictionary& stored) {
+        joinSettings(put, stored, configurationKey);
+        joinSettings(put, stored, "preferences");
+    });
     // Only ever on: the host may have switched the log on before, for this process.
     if (Configuration(service_stores::configuration()->getMutableDictionary(configurationKey)).getDebug())
         BSDebugger::setEnabled(true);

@@ -17,6 +17,13 @@ constexpr std::int64_t millisOfSecond = 1000;
 /// Days: a month is the span in which a visitor who comes back is usually called a returning one.
 constexpr int usualReturnVisitLimit = 30;
 
+constexpr std::string_view installSettings[] = {"uuid", "venId", "installDate", "installTimeMillis"};
+
+Dictionary dictionaryUnder(const Dictionary& values, std::string_view key) {
+    const auto value = findValue(values, key);
+    return value && value->dictionary() ? *value->dictionary() : Dictionary();
+}
+
 Dictionary defaults() {
     auto& platform = Platform::current();
     const auto& device = *platform.device;
@@ -55,6 +62,16 @@ bool addInstallSettings(Dictionary& stored) {
         made.emplace("installTimeMillis", Value(platform.clock->now() * millisOfSecond).integerValue());
     for (const auto& [name, value] : made) stored.insert_or_assign(name, value);
     return !made.empty();
+}
+
+void joinSettings(Dictionary& put, const Dictionary& stored, std::string_view key) {
+    auto joined = dictionaryUnder(put, key);
+    const auto before = dictionaryUnder(stored, key);
+    for (const auto name : installSettings)
+        if (const auto found = before.find(name); found != before.end())
+            joined.insert_or_assign(found->first, found->second);
+    joined.insert(before.begin(), before.end());
+    if (!joined.empty()) put.insert_or_assign(std::string(key), std::move(joined));
 }
 
 Dictionary pictureOf(const Dictionary& stored) {

@@ -32,6 +32,10 @@ inline constexpr Setting configurationSettings[] = {
 /// there stays, a cleared one too. True when something was added.
 bool addInstallSettings(Dictionary& stored);
 
+/// Joins the settings under the key that were put before the stored ones could be read with these: what was put wins,
+/// but for what an installation makes once.
+void joinSettings(Dictionary& put, const Dictionary& stored, std::string_view key);
+
 /// The settings as a picture shows them: those stored, null where one was cleared, over the defaults. The defaults come
 /// from the device where it knows them. A stored value of another kind than its setting's counts as never set.
 Dictionary pictureOf(const Dictionary& stored);

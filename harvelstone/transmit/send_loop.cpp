@@ -173,6 +173,7 @@ class DocumentManager::SendRun {
     }
 
     Next prepare(std::shared_ptr<NamedMap> document) {
+        if (!document->load()) throw platform::Exception("the document cannot be read now");
         const auto session = document->get(TrackType::TYPE_SESSION().typeValue());
         if (!session || session->dictionary() == nullptr) return retire(Fate::sessionMissing);
         if (session->dictionary()->empty()) {

@@ -19,7 +19,7 @@ namespace harvelstone::testing {
 /// Passes every call on to the POSIX file system, writes down what was called, and fails the calls that the test
 /// names. The calls of an open file count like the others; `exists`, `isDeletable` and closing cannot fail and do not
 /// count.
-class FaultyFileSystem final : public platform::FileSystem {
+class FaultyFileSystem : public platform::FileSystem {
   public:
     enum class Duration { once, lasting };
 
