@@ -56,8 +56,12 @@ std::shared_ptr<NamedMap> DocumentManager::createDocument() {
     document->putDictionary(TrackType::TYPE_SESSION().toString(), std::move(session));
     document->putDictionary(TrackType::TYPE_POSTBACK().toString(),
                             HarvelstonePostback::sharedInstance().getPostbackJosn());
+    // Not every file system keeps the order of renamings when power is lost: each of the three steps of a new document
+    // is on disk before the next begins.
+    document->save();
     documetNameList->update([&](const DocumentNames& names) { return names.withAppended(documentId); });
     storeDocumentNames();
+    (*documentDB)->save();
     sessionManager->updateLastSessionID(sessionManager->getSession(0));
     currentDocument->store(document);
     return document;

@@ -6,6 +6,7 @@
 #include "harvelstone/services/TinyMap.hpp"
 
 #include "tests/support/DocumentTest.hpp"
+#include "tests/support/MemoryFileSystem.hpp"
 
 namespace harvelstone::testing {
 namespace {
@@ -253,6 +254,26 @@ TEST_F(Creation, TwoDocumentsOfOneMomentShareAnId) {
     EXPECT_EQ(first, second);
     EXPECT_THAT(pendingIds(), SizeIs(3));
     EXPECT_THAT(first->name(), EndsWith(".500000"));
+}
+
+// ---- Order on disk ----
+
+TEST(CreationOnDisk, EachStepIsDurableBeforeTheNextBegins) {
+    Machine machine("/home/documents");
+    const auto disk = std::make_shared<MemoryFileSystem>(machine.clock, DiskImage{.folders = {"/home"}, .files = {}});
+    machine.setFileSystem(disk);
+    TestPlatform::setSyncPolicy(platform::SyncPolicy::powerLoss);
+    auto& manager = DocumentManager::sharedInstance();
+    SessionManager::sharedInstance().endVisit();
+    machine.clock->advance(1);
+    const auto before = disk->callCount();
+    const auto id = manager.createDocument()->name();
+
+    std::vector<std::string> steps;
+    for (const auto& call : disk->calls())
+        if (call.number > before && (call.name == "rename" || call.name == "syncFolder")) steps.push_back(call.text());
+    EXPECT_THAT(steps, ElementsAre("rename " + id + ".Harvelstone", "syncFolder ", "rename DocumentDB.Harvelstone",
+                                   "syncFolder ", "rename BS_SESSION.Harvelstone", "syncFolder "));
 }
 
 }  // namespace
