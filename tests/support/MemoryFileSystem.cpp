@@ -154,6 +154,7 @@ void MemoryFileSystem::apply(DiskStep step) {
     latestDate_ = std::max(clock_->now(), latestDate_ + microsecond);
     step.time = latestDate_;
     disk_.apply(step);
+    if (onStep) onStep(step);
     steps_.push_back(std::move(step));
 }
 

@@ -52,6 +52,9 @@ class MemoryFileSystem final : public platform::FileSystem {
     /// process, and nothing of the call has happened then.
     std::function<std::optional<DiskFault>(const DiskCall&)> onCall;
 
+    /// Told of each step of the disk, on the thread of the call and with the disk locked: for taking notes.
+    std::function<void(const DiskStep&)> onStep;
+
     std::size_t callCount() const;
     std::vector<DiskCall> calls() const;
     /// Every change and sync so far. Fed to `SimulatedDisk(image)` they lead to the state of now.

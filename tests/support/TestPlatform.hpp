@@ -122,10 +122,10 @@ class FakeDevice final : public platform::Device {
 
     bool connected = true;
     std::string bundle = "com.example.shop";
+    mutable std::atomic<unsigned> uuids = 0;  ///< handed out so far
 
   private:
     std::string documents_;
-    mutable std::atomic<unsigned> uuids_ = 0;
 };
 
 class RecordingLog final : public platform::Log {

@@ -67,7 +67,7 @@ std::shared_ptr<platform::RunLoop> ManualWorkers::newOperationQueue() {
 
 std::string FakeDevice::uuidText() const {
     std::array<char, 37> text{};
-    std::snprintf(text.data(), text.size(), "%08X-0000-4000-8000-000000000000", ++uuids_);
+    std::snprintf(text.data(), text.size(), "%08X-0000-4000-8000-000000000000", ++uuids);
     return text.data();
 }
 

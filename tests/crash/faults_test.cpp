@@ -1,0 +1,135 @@
+// The scripted lives on a disk that fails: one call of each life, or all from one on. The app never notices; once the
+// disk works again, one more record of each kind brings everything onto it.
+
+#include <gtest/gtest.h>
+#include <iostream>
+#include <map>
+#include <string>
+#include <system_error>
+#include <tuple>
+#include <vector>
+
+#include "tests/crash/Guarantees.hpp"
+#include "tests/crash/Script.hpp"
+#include "tests/crash/full_run.hpp"
+
+namespace harvelstone::testing {
+namespace {
+
+struct FaultKind {
+    std::string name;
+    std::errc error;
+    bool isShortWrite = false;
+};
+
+const std::vector<FaultKind> faultKinds{
+    {"IoError", std::errc::io_error},           {"FullDisk", std::errc::no_space_on_device},
+    {"Interruption", std::errc::interrupted},   {"TooManyFiles", std::errc::too_many_files_open},
+    {"NoRights", std::errc::permission_denied}, {"ShortWrite", std::errc::no_space_on_device, /*isShortWrite=*/true},
+};
+
+enum class Duration { once, lasting };
+
+class Faults : public ::testing::TestWithParam<std::tuple<std::size_t, Duration>> {
+  protected:
+    const FaultKind& kind() const { return faultKinds[std::get<0>(GetParam())]; }
+    bool isLasting() const { return std::get<1>(GetParam()) == Duration::lasting; }
+
+    /// Of all calls, how many lie between those that are made to fail. Each kind begins with another.
+    std::size_t stride() const {
+        if (isFullRun()) return 1;
+        return isLasting() ? 521 : 257;
+    }
+
+    DiskFault fault() const {
+        return {.error = std::make_error_code(kind().error),
+                .bytesWritten = kind().isShortWrite ? std::size_t{20} : std::size_t{0}};
+    }
+
+    bool isMet(const DiskCall& call, std::size_t number) const {
+        if (kind().isShortWrite && call.name != "append") return false;
+        return isLasting() ? call.number >= number : call.number == number;
+    }
+
+    /// Each kind of failure of each file is one line, and what could not be written does not go without one.
+    static void expectOneLineEach(const RecordingLog& log, bool wasWriteRefused) {
+        std::map<std::string, int> count;
+        for (const auto& line : log.linesStartingWith("DEBUG_HARVELSTONE_STORE")) ++count[line];
+        for (const auto& [line, times] : count) EXPECT_EQ(times, 1) << line;
+        EXPECT_TRUE(!wasWriteRefused || !count.empty()) << "nobody was told";
+    }
+
+    static bool isWrite(const DiskCall& call) {
+        return call.name == "append" || call.name == "sync" || call.name == "rename";
+    }
+
+    History livedWithFault(const Situation& situation, const ScriptedLife& one, std::size_t number) const {
+        return lived(situation, [&](App& app) {
+            bool isHealed = false;
+            bool wasWriteRefused = false;
+            app.onCall = [&](const DiskCall& call) -> std::optional<DiskFault> {
+                if (isHealed || !isMet(call, number)) return std::nullopt;
+                wasWriteRefused = wasWriteRefused || isWrite(call);
+                return fault();
+            };
+            one.piece(app);
+            isHealed = true;
+            app.recordOneOfEach();
+            expectOneLineEach(app.log(), wasWriteRefused);
+        });
+    }
+
+    /// What the next life finds, and what is left to it.
+    static void expectNothingLost(const Situation& begin, HistoryView before, HistoryView faulty) {
+        Situation situation{.disk = diskAfter(begin.disk, faulty), .time = begin.time, .policy = begin.policy};
+        goBeyond(situation, before);
+        goBeyond(situation, faulty);
+        situation.time += 30;
+        std::vector<Happening> all(before.begin(), before.end());
+        all.insert(all.end(), faulty.begin(), faulty.end());
+        life([&] {
+            App app(situation);
+            goOn(app);
+            expectFullAccount(all, app.history(), app.disk().image(), VisitNumbers::mayRepeat);
+        });
+    }
+
+    std::size_t runs_ = 0;
+};
+
+std::string nameOf(const ::testing::TestParamInfo<std::tuple<std::size_t, Duration>>& info) {
+    return faultKinds[std::get<0>(info.param)].name + (std::get<1>(info.param) == Duration::once ? "Once" : "Lasting");
+}
+
+TEST_P(Faults, LoseNothingAndPassUnnoticed) {
+    Situation situation;
+    History before;
+    std::size_t points = 0;
+    auto number = 1 + std::get<0>(GetParam()) * stride() / faultKinds.size();
+    for (const auto& one : scriptedLives()) {
+        situation.time += one.pauseBefore;
+        const auto calm = lived(situation, one.piece);
+        const auto calls = callsIn(calm);
+        for (; number <= calls; number += stride(), ++runs_) {
+            const auto trace =
+                "call " + std::to_string(number) + " of the life \"" + one.name + "\": " + callText(calm, number);
+            SCOPED_TRACE(trace);
+            const auto faulty = livedWithFault(situation, one, number);
+            expectNothingLost(situation, before, faulty);
+        }
+        number -= calls;
+        points += calls;
+        before.insert(before.end(), calm.begin(), calm.end());
+        situation.disk = diskAfter(situation.disk, calm);
+        goBeyond(situation, calm);
+    }
+    std::cout << nameOf({GetParam(), 0}) << ": " << runs_ << " lives with a fault at one of " << points << " calls\n";
+}
+
+INSTANTIATE_TEST_SUITE_P(EachKind, Faults,
+                         ::testing::Combine(::testing::Range(std::size_t{0}, faultKinds.size()),
+                                            ::testing::Values(Duration::once, Duration::lasting)),
+                         nameOf);
+
+}  // namespace
+}  // namespace harvelstone::testing
