@@ -181,6 +181,7 @@ void NamedMap::update(const std::function<Dictionary(const Dictionary& held)>& m
 
 void NamedMap::save() {
     const StorageBatch scope;  // its end lets consumption that waited for this map become durable
+    storage_batch::noteWrite();
     LaterLines lines;
     if (!Platform::current().fileSystem->exists(path_)) {
         const std::lock_guard lock(valuesMutex_);

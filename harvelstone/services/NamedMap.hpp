@@ -19,7 +19,7 @@ class LaterLines;
 ///
 /// A put is visible to every holder of the map at once and on disk when the public operation that made it returns (see
 /// StorageBatch). A full disk or an I/O error never raises: the map keeps its values in memory, logs one line, and
-/// tries again at the end of each later operation. Any thread may use it.
+/// tries again at the end of each later operation that writes. Any thread may use it.
 ///
 /// A file that is no JSON object is set aside and reported in the log, and the map starts empty; a missing file is an
 /// empty map, and is made by the first put. A file that is there but cannot be read is never written over: each use of

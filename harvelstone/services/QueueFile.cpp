@@ -30,6 +30,7 @@ void QueueFile::add(const Dictionary& record) {
         throw InvalidArgumentException(fmt::format("a record of {} bytes is too long, {} is the limit", text.size(),
                                                    queue_format::longestPayload));
     const StorageBatch scope;
+    storage_batch::noteWrite();
     state_->add(queue_format::frame(queue_format::FrameType::record, text));
 }
 

@@ -48,6 +48,7 @@ StorageBatch::~StorageBatch() {
 void StorageBatch::commit() { finish(std::exchange(*current, Work())); }
 
 void StorageBatch::finish(Work work) {
+    if (work.maps.empty() && work.queues.empty() && !work.hasWritten) return;  // who only reads is not held up
     if (commitMaps(work)) {
         for (const auto& queue : work.queues) queue->finish(work.number);
     } else {
@@ -70,6 +71,8 @@ bool StorageBatch::commitMaps(const Work& work) {
 }
 
 namespace storage_batch {
+
+void noteWrite() { current->hasWritten = true; }
 
 void touch(const std::shared_ptr<NamedMap>& map) {
     auto& maps = current->maps;

@@ -17,9 +17,9 @@ class QueueState;
 /// records made durable. So a crash at any point loses no record; one between the last two steps leaves a record both
 /// in its map and in its queue, and whoever moves records looks into the map first.
 ///
-/// What could not be written is tried again at the end of every later scope of the process until it is: maps, records
-/// that wait in memory, consumption. The records popped in a scope stay unconsumed on disk until its maps are written.
-/// Scopes nest; the outermost counts. A put or an `add` outside any scope is a scope of its own.
+/// What could not be written is tried again at the end of every later scope of the process that writes, until it is:
+/// maps, records that wait in memory, consumption. The records popped in a scope stay unconsumed on disk until its maps
+/// are written. Scopes nest; the outermost counts. A put or an `add` outside any scope is a scope of its own.
 class StorageBatch {
   public:
     StorageBatch();
@@ -35,6 +35,7 @@ class StorageBatch {
         std::uint64_t number = nextNumber();
         std::vector<std::shared_ptr<NamedMap>> maps;      // in the order of the last put
         std::vector<std::shared_ptr<QueueState>> queues;  // in the order of the first pop
+        bool hasWritten = false;                          // something, itself
     };
 
   private:
@@ -54,6 +55,8 @@ class StorageBatch {
 /// What stores say to the batch of this thread, within a scope.
 namespace storage_batch {
 
+/// The operation writes a file itself.
+void noteWrite();
 /// The map was changed: it takes the last place in the order of commits.
 void touch(const std::shared_ptr<NamedMap>& map);
 /// Records of the queue are about to be popped. Gives the number of the scope, under which the queue keeps them until

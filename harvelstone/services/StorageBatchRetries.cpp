@@ -1,7 +1,7 @@
-// What operations could not bring to disk, and its further attempts: one at the end of each later operation. So
-// whatever was acknowledged is on disk as soon as the disk works again, and a lasting failure costs each operation
-// little. Writes through NamedMap, QueueState and StorageFolder. Any thread; nothing is tried with a lock of this file
-// held.
+// What operations could not bring to disk, and its further attempts: one at the end of each later operation that
+// writes. So whatever was acknowledged is on disk as soon as the disk works again, and a lasting failure costs each
+// operation little. Writes through NamedMap, QueueState and StorageFolder. Any thread; nothing is tried with a lock of
+// this file held.
 
 #include <algorithm>
 #include <atomic>

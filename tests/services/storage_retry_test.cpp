@@ -74,6 +74,18 @@ TEST_F(StorageRetry, AFolderIsSyncedAtTheEndOfTheNextOperation) {
     EXPECT_EQ(disk->count("syncFolder"), 1U) << "once it is done, it is done";
 }
 
+TEST_F(StorageRetry, AnOperationThatOnlyReadsTriesNothing) {
+    disk->failEvery("rename", std::errc::no_space_on_device);
+    map("a")->putInt("value", 1);
+    map("b")->putInt("value", 1);
+    disk->heal();
+    {
+        const StorageBatch scope;
+        EXPECT_EQ(map("b")->get("value"), Value(1));
+    }
+    EXPECT_FALSE(isOnDisk("a"));
+}
+
 TEST_F(StorageRetry, NothingIsTriedBeforeTheEndOfAScope) {
     disk->failEvery("rename", std::errc::no_space_on_device);
     map("a")->putInt("value", 1);

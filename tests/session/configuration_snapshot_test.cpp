@@ -1,4 +1,5 @@
 #include "harvelstone/services/HarvelstoneCore.hpp"
+#include "harvelstone/services/StorageBatch.hpp"
 
 #include "tests/session/SessionTest.hpp"
 
@@ -105,6 +106,7 @@ TEST_F(DocumentTest, TheSnapshotAsksForTheConfigurationAfreshForEachKey) {
     SessionManager::sharedInstance().configure({{"uuid", "before"}, {"venId", "before"}});
     manager();
     settingsToCome = {{"uuid", "behind"}, {"venId", "behind"}};
+    const StorageBatch creation;  // to its end nothing is written, so the profile is not tried while it is being read
     const auto snapshot = manager().getSessionConfigJson();
 
     EXPECT_EQ(snapshot.at(StaticValues::PARAM_UUID()), Value("before"));
