@@ -20,17 +20,19 @@ namespace {
 using platform::ExitGuard;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
-using ::testing::ExitedWithCode;
 
 // What the exit of a child process finds at its very end.
 std::atomic<bool> didGoOn = false;
 std::atomic<steady_clock::time_point> exitBegan;
 
-/// Ends the child with 1 if its exit took longer than a user would forgive, with 2 if guarded work went on.
+constexpr int tooLate = 1;
+constexpr int wentOn = 2;
+
+/// Ends the child with `tooLate` if its exit took longer than a user would forgive, with `wentOn` if guarded work did.
 void judgeExitAtItsEnd() {
     std::atexit([] {
-        if (didGoOn) _exit(2);
-        if (steady_clock::now() - exitBegan.load() > milliseconds(100)) _exit(1);
+        if (didGoOn) _exit(wentOn);
+        if (steady_clock::now() - exitBegan.load() > milliseconds(100)) _exit(tooLate);
     });
 }
 
@@ -39,9 +41,29 @@ void judgeExitAtItsEnd() {
     std::exit(0);
 }
 
+/// Runs the piece in a child, which it ends; -1 when that was not by an exit.
+int exitCodeOf(void (*piece)()) {
+    const auto child = fork();
+    if (child == 0) {
+        alarm(60);
+        judgeExitAtItsEnd();
+        piece();
+        _exit(-1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+/// Work that holds the exit up does so every time, want of the processor does not: the quickest of ten exits counts.
+void expectSwiftExit(void (*piece)()) {
+    int code = exitCodeOf(piece);
+    for (int time = 1; code == tooLate && time < 10; ++time) code = exitCodeOf(piece);
+    EXPECT_EQ(code, 0);
+}
+
 TEST(GuardedWork, ParksWhenTheProcessExits) {
     const auto exitAtWork = [] {
-        judgeExitAtItsEnd();
         ExitGuard::watchForExit();
         std::promise<void> isAtWork;
         std::promise<void> wokenUp;
@@ -55,12 +77,11 @@ TEST(GuardedWork, ParksWhenTheProcessExits) {
         isAtWork.get_future().wait();
         beginExit();
     };
-    EXPECT_EXIT(exitAtWork(), ExitedWithCode(0), "");
+    expectSwiftExit(exitAtWork);
 }
 
 TEST(GuardedWork, IsNotWaitedForLongWhenItDoesNotPark) {
     const auto exitAtWork = [] {
-        judgeExitAtItsEnd();
         ExitGuard::watchForExit();
         std::promise<void> isAtWork;
         std::thread([&] {
@@ -71,12 +92,11 @@ TEST(GuardedWork, IsNotWaitedForLongWhenItDoesNotPark) {
         isAtWork.get_future().wait();
         beginExit();
     };
-    EXPECT_EXIT(exitAtWork(), ExitedWithCode(0), "");
+    expectSwiftExit(exitAtWork);
 }
 
 TEST(GuardedWork, ThatIsOverDelaysNothing) {
     const auto exitAfterWork = [] {
-        judgeExitAtItsEnd();
         ExitGuard::watchForExit();
         {
             ExitGuard guard([] { didGoOn = true; });
@@ -85,18 +105,13 @@ TEST(GuardedWork, ThatIsOverDelaysNothing) {
         }
         beginExit();
     };
-    EXPECT_EXIT(exitAfterWork(), ExitedWithCode(0), "");
+    expectSwiftExit(exitAfterWork);
 }
 
 TEST(GuardedWork, OfAParentIsNothingToAForkedChild) {
     ExitGuard::watchForExit();
-    const ExitGuard guard([] { didGoOn = true; });
-    const auto child = fork();
-    if (child == 0) std::exit(didGoOn ? 2 : 0);
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_FALSE(didGoOn);
+    const ExitGuard guard([] { _exit(wentOn); });
+    EXPECT_EQ(exitCodeOf(beginExit), 0);
 }
 
 /// Starts an upload in this process and gives control back while the server leaves it without an answer.
@@ -118,24 +133,22 @@ void leaveUploadUnanswered(platform::CurlHttpClient& client, platform::Workers& 
 
 TEST(Upload, DoesNotHoldUpTheExitOfItsHostNorComplete) {
     const auto exitInUpload = [] {
-        judgeExitAtItsEnd();
         auto* client = new platform::CurlHttpClient;
         auto* workers = new platform::WorkerThreads;
         leaveUploadUnanswered(*client, *workers);
         beginExit();
     };
-    EXPECT_EXIT(exitInUpload(), ExitedWithCode(0), "");
+    expectSwiftExit(exitInUpload);
 }
 
 TEST(Upload, DoesNotDisturbAHostThatDestroysItsClientAtExit) {
     const auto exitInUpload = [] {
-        judgeExitAtItsEnd();
         static platform::CurlHttpClient client;
         static platform::WorkerThreads workers;
         leaveUploadUnanswered(client, workers);
         beginExit();
     };
-    EXPECT_EXIT(exitInUpload(), ExitedWithCode(0), "");
+    expectSwiftExit(exitInUpload);
 }
 
 TEST(Upload, LeavesAHostToTheSignalThatEndsIt) {
