@@ -1,5 +1,9 @@
 #include "tests/host/HostTest.hpp"
 
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
 namespace harvelstone::testing {
 namespace {
 
@@ -9,6 +13,15 @@ std::string textOf(const Dictionary& dictionary, std::string_view key) {
 }
 
 }  // namespace
+
+bool becomesTrue(const std::function<bool()>& condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));  // leaves the processor to the host under test
+    }
+    return true;
+}
 
 std::vector<Value> HostTest::documents() const {
     std::vector<Value> documents;
@@ -37,6 +50,14 @@ std::vector<std::string> HostTest::documentNames() const {
         names.push_back(textOf(*session->dictionary(), "sid") + " " + std::to_string(created));
     }
     return names;
+}
+
+std::size_t HostTest::storedDocuments() const {
+    constexpr std::size_t sessionIdLength = 32;
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(documents_.path() + "/harvelstone"))
+        if (entry.path().filename().string().find('_') == sessionIdLength) ++count;
+    return count;
 }
 
 }  // namespace harvelstone::testing

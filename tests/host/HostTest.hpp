@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -11,6 +13,9 @@
 
 namespace harvelstone::testing {
 
+/// Waits for the condition, half a minute at most.
+bool becomesTrue(const std::function<bool()>& condition);
+
 /// A real server and a folder for a real host program.
 class HostTest : public ::testing::Test {
   protected:
@@ -20,6 +25,9 @@ class HostTest : public ::testing::Test {
     std::vector<std::string> clicks() const;
     /// Session and creation time of each, by which a document is known.
     std::vector<std::string> documentNames() const;
+
+    /// How many documents lie in the storage folder.
+    std::size_t storedDocuments() const;
 
     TemporaryFolder documents_;
     LoopbackServer server_;

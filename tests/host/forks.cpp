@@ -190,7 +190,9 @@ void forkInSink(std::string_view line) {
 }
 
 bool insideTheSink(const Orders& orders) {
-    configure(orders, forkInSink);
+    harvelstone::AnalyticsOptions options;
+    options.debugLog = forkInSink;
+    configure(orders, std::move(options));
     Analytics::installReferrer({});
     Analytics::startVisit();
     click("parent 1");

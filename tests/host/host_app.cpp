@@ -1,21 +1,18 @@
-// usage: host_app URL FOLDER end MOMENT WAY | fork STORY | quiet | exec
+// usage: host_app URL FOLDER end MOMENT WAY | fork STORY | quiet | quiet with patient workers
 #include "tests/host/host_app.hpp"
 
 #include <chrono>
-#include <iostream>
+#include <memory>
+#include <utility>
 
-#include "harvelstone/api/Analytics.hpp"
+#include "harvelstone/platform/WorkerThreads.hpp"
 
 namespace host {
 
-void configure(const Orders& orders, void (*sink)(std::string_view line)) {
-    harvelstone::AnalyticsOptions options;
+void configure(const Orders& orders, harvelstone::AnalyticsOptions options) {
     options.targetUri = orders.url;
     options.documentsFolder = orders.documents;
-    if (sink) {
-        options.debugLog = sink;
-        options.debug = true;
-    }
+    options.debug = options.debugLog != nullptr;
     harvelstone::Analytics::configure(options);
 }
 
@@ -25,11 +22,16 @@ bool flush() { return harvelstone::Analytics::flush(std::chrono::seconds(30)).co
 
 namespace {
 
-/// Does its work, then waits without any, so that the test can look at its threads.
-void beQuiet(const Orders& orders) {
+/// Does its work, then waits without any, so that the test can look at its threads. Patient workers wait for the next
+/// upload for as long as any test does.
+void beQuiet(const Orders& orders, bool areWorkersPatient) {
     say("begun");
     waitForTest();
-    configure(orders);
+    harvelstone::AnalyticsOptions options;
+    if (areWorkersPatient)
+        options.platform.workers =
+            std::make_shared<harvelstone::platform::WorkerThreads>(harvelstone::platform::Seconds(3600));
+    configure(orders, std::move(options));
     harvelstone::Analytics::installReferrer({});
     click("quiet");
     say(flush() ? "sent" : "not sent");
@@ -38,8 +40,8 @@ void beQuiet(const Orders& orders) {
 
 int run(const Orders& orders) {
     const auto& what = orders.at(0);
-    if (what == "quiet") {
-        beQuiet(orders);
+    if (what.starts_with("quiet")) {
+        beQuiet(orders, /*areWorkersPatient=*/what != "quiet");
         return 0;
     }
     if (what == "fork") return playFork(orders.at(1), orders);

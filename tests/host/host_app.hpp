@@ -1,8 +1,9 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
+
+#include "harvelstone/api/Analytics.hpp"
 
 #include "tests/host/talk.hpp"
 
@@ -18,8 +19,8 @@ struct Orders {
     const std::string& at(std::size_t index) const { return rest.at(index); }
 };
 
-/// Starts the library. The sink sees each line of its debug log.
-void configure(const Orders& orders, void (*sink)(std::string_view line) = nullptr);
+/// Starts the library, with its debug log if there is a sink for it.
+void configure(const Orders& orders, harvelstone::AnalyticsOptions options = {});
 /// Records one click that says `name`.
 void click(const std::string& name);
 /// Sends, and says whether nothing was left under way.

@@ -46,7 +46,9 @@ void recordForEver() {
 }  // namespace
 
 void reach(const std::string& moment, const Orders& orders) {
-    configure(orders, watch);
+    harvelstone::AnalyticsOptions options;
+    options.debugLog = watch;
+    configure(orders, std::move(options));
     Analytics::installReferrer({});
     Analytics::startVisit();
     click("before the end");
