@@ -1,7 +1,5 @@
 // Any bytes as the body of a reply to a document's upload, with another document waiting behind it.
 
-#include <algorithm>
-#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +17,7 @@
 #include "harvelstone/services/Tracker.hpp"
 
 #include "fuzz/machine.hpp"
+#include "fuzz/other_json.hpp"
 #include "fuzz/require.hpp"
 
 namespace harvelstone::fuzz {
@@ -135,7 +134,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     startUploadAgain(ids);
     machine().http->answer(body);
 
-    const auto reply = platform::parseJsonBody(body);
+    const auto reply = otherwiseParsed(body, platform::jsonDepthLimit);
     const auto* members = reply ? reply->dictionary() : nullptr;
     const Instructions instructions(members != nullptr ? *members : Dictionary());
     checkLines(reply, instructions);

@@ -95,7 +95,8 @@ class Reader {
                 value = Dictionary();
                 return open<OpenDictionary>(source.get_object(), *value.dictionary());
             case ondemand::json_type::number:
-                // What is no 64-bit integer is a double; simdjson refuses a number that overflows one.
+                // What is no 64-bit integer is a double. simdjson refuses a number that overflows one, and any exponent
+                // of more than 19 digits.
                 return readScalar(source.get_int64(), value) || readScalar(source.get_double(), value);
             case ondemand::json_type::string:
                 return readScalar(source.get_string(), value);

@@ -76,6 +76,13 @@ TEST(ParseJson, RefusesANumberThatOverflows) {
     EXPECT_EQ(parseJson("[1" + repeated("0", 400) + "]"), std::nullopt);
 }
 
+TEST(ParseJson, RefusesAnExponentOfMoreThan19Digits) {
+    EXPECT_EQ(parseJson("1e" + repeated("0", 18) + "1"), Value(10.0));
+    EXPECT_EQ(parseJson("1e" + repeated("0", 19) + "1"), std::nullopt);
+    EXPECT_EQ(parseJson("0e" + repeated("9", 19)), Value(0.0));
+    EXPECT_EQ(parseJson("1e-" + repeated("9", 20)), std::nullopt);
+}
+
 TEST(ParseJson, ReadsEscapes) {
     EXPECT_EQ(parseJson(R"("\"\\\/\b\f\n\r\t")"), Value("\"\\/\b\f\n\r\t"));
     EXPECT_EQ(parseJson(R"("\u0041\u00e9\u20AC\uD83D\uDE00")"), Value("A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"));
