@@ -13,6 +13,7 @@
 #include "harvelstone/platform/Json.hpp"
 
 #include "tools/exit_codes.hpp"
+#include "tools/ledger_value.hpp"
 
 namespace harvelstone::tools {
 
@@ -66,6 +67,7 @@ std::string storageJson(StorageContents contents) {
                                          {"documentDB", std::move(contents.documentDB)},
                                          {"documents", std::move(contents.documents)},
                                          {"queues", std::move(contents.queues)},
+                                         {"ledger", ledgerValue(contents.ledger)},
                                          {"damaged", std::move(contents.damaged)}});
 }
 
@@ -82,6 +84,9 @@ std::string storageText(const StorageContents& contents) {
     }
     tree.add(0, fmt::format("queues ({})", contents.queues.size()));
     for (const auto& [name, records] : contents.queues) tree.addValue(1, name, records);
+    tree.add(0, "ledger");
+    const auto ledger = ledgerValue(contents.ledger);
+    for (const auto& [key, value] : ledger) tree.addValue(1, key, value);
     tree.add(0, fmt::format("damaged ({})", contents.damaged.size()));
     for (const auto& damage : contents.damaged) tree.add(1, platform::jsonText(damage));
     return std::move(tree).take();

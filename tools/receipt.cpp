@@ -7,6 +7,9 @@
 
 #include "harvelstone/document/DocumentManager.hpp"
 #include "harvelstone/document/Fate.hpp"
+#include "harvelstone/document/current_ledger.hpp"
+
+#include "tools/ledger_value.hpp"
 
 namespace harvelstone::tools {
 
@@ -42,7 +45,10 @@ Dictionary replayReceipt(const PlayOutcome& outcome, const UploadLedger& ledger)
     counts.emplace("documentsCreated", ledger.createdDocuments().size());
     counts.emplace("documentsRemoved", ledger.removedDocuments());
     counts.emplace("repeatsAskedFor", ledger.repeatsAskedFor());
-    return {{"receipt", std::move(receipt)}, {"counts", std::move(counts)}, {"pending", std::move(pending)}};
+    return {{"receipt", std::move(receipt)},
+            {"counts", std::move(counts)},
+            {"ledger", ledgerValue(currentLedger())},
+            {"pending", std::move(pending)}};
 }
 
 std::string receiptText(const Dictionary& receipt) {

@@ -10,7 +10,7 @@
 namespace harvelstone::tools {
 
 /// What became of the documents of this run, and the run's counts, as they stand now: {"receipt": {"sent",
-/// "stillStored", "dropped": {reason: n}}, "counts": {...}, "pending": [ids]}.
+/// "stillStored", "dropped": {reason: n}}, "counts": {...}, "pending": [ids], "ledger": {...}}.
 Dictionary replayReceipt(const PlayOutcome& outcome, const UploadLedger& ledger);
 
 /// The same in a few lines for people.

@@ -3,12 +3,16 @@
 #include "tools/storage_contents.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
-#include <fmt/format.h>
-#include <functional>
+#include <map>
 #include <memory>
+#include <utility>
+#include <vector>
 
+#include "harvelstone/document/DocumentManager.hpp"
+#include "harvelstone/document/RecordKind.hpp"
+#include "harvelstone/document/current_ledger.hpp"
+#include "harvelstone/document/document_names.hpp"
 #include "harvelstone/platform/Describe.hpp"
 #include "harvelstone/platform/Platform.hpp"
 #include "harvelstone/services/StaticValues.hpp"
@@ -20,21 +24,7 @@ namespace harvelstone::tools {
 
 namespace {
 
-constexpr std::string_view pendingListKey = "DocumentTarget";
 constexpr std::size_t longestExcerpt = 4096;
-
-constexpr std::array<std::string_view, 5> otherStores{"current_profile_file", "current_config_file", "BS_SESSION_MAP",
-                                                      "BS_SESSION", "postbackDB"};
-
-bool isQueue(std::string_view name) {
-    const std::array prefixes{
-        std::cref(StaticValues::GOAL_FILE_PREFIX()),    std::cref(StaticValues::PAGES_FILE_PREFIX()),
-        std::cref(StaticValues::CLICK_FILE_PREFIX()),   std::cref(StaticValues::REVENUE_FILE_PREFIX()),
-        std::cref(StaticValues::PUSH_FILE_PREFIX()),    std::cref(StaticValues::EVENT_FILE_PREFIX()),
-        std::cref(StaticValues::CAMPAIGN_FILE_PREFIX())};
-    return std::any_of(prefixes.begin(), prefixes.end(),
-                       [&](const std::string& prefix) { return name.starts_with(prefix); });
-}
 
 platform::FileSystem& files() { return *platform::Platform::current().fileSystem; }
 
@@ -56,22 +46,26 @@ class FolderReader {
         const std::string name(storedName(file));
         if (name.empty()) return;
         if (const auto owner = corruptFileOwner(file); !owner.empty()) return readSetAside(file, owner);
-        if (isQueue(name)) {
-            if (auto records = readQueue(file)) contents_.queues.insert_or_assign(name, *std::move(records));
+        if (queueOwner(name)) {
+            if (auto queue = readQueue(file)) {
+                contents_.queues.insert_or_assign(name, List(queue->unread.begin(), queue->unread.end()));
+                counts_.emplace(name, queue->counts);
+            }
             return;
         }
         auto values = readMap(file);
-        if (!values || std::find(otherStores.begin(), otherStores.end(), name) != otherStores.end()) return;
-        if (name == StaticValues::DOCUMENT_DB_NAME()) {
+        if (!values) return;
+        if (name == StaticValues::DOCUMENT_DB_NAME())
             contents_.documentDB = *std::move(values);
-        } else {
+        else if (!isLongLivedStore(name))
             contents_.documents.insert_or_assign(name, *std::move(values));
-        }
     }
 
     StorageContents finish() && {
-        const auto pending = findValue(contents_.documentDB, pendingListKey);
+        const auto pending = findValue(contents_.documentDB, *DOCUMENT_TARGET_NAME);
         if (pending && pending->list()) contents_.pending = *pending->list();
+        const auto names = documentNamesIn(contents_.documentDB);
+        contents_.ledger = makeLedger(names.account(), names.asVector(), counts_);
         return std::move(contents_);
     }
 
@@ -90,13 +84,13 @@ class FolderReader {
     }
 
     /// The records that can be read; stretches of damage between them are reported.
-    std::optional<List> readQueue(const std::string& file) {
+    std::optional<QueueContents> readQueue(const std::string& file) {
         auto opened = files().open(folder_ + file, platform::OpenMode::Read);
         if (!opened) {
             addDamage(file, platform::describe(opened.error()));
             return std::nullopt;
         }
-        const auto queue = readQueueContents(**opened);
+        auto queue = readQueueContents(**opened);
         if (!queue) {
             addDamage(file, platform::describe(queue.error()));
             return std::nullopt;
@@ -106,15 +100,15 @@ class FolderReader {
             addDamage(file, why,
                       {{"offset", damage.offset}, {"bytes", damage.bytes}, {"recordsRead", queue->unread.size()}});
         }
-        return List(queue->unread.begin(), queue->unread.end());
+        return std::move(*queue);
     }
 
     /// A file that the library found unreadable earlier and moved out of the way, with what can be read of it.
     void readSetAside(const std::string& file, std::string_view owner) {
         Dictionary more{{"owner", owner}};
         const auto storedBefore = contents_.damaged.size();
-        if (isQueue(owner)) {
-            if (auto records = readQueue(file)) more.emplace("records", *std::move(records));
+        if (queueOwner(owner)) {
+            if (auto queue = readQueue(file)) more.emplace("records", List(queue->unread.begin(), queue->unread.end()));
         } else {
             more.emplace("text", excerpt(folder_ + file));
         }
@@ -130,6 +124,7 @@ class FolderReader {
 
     const std::string folder_;
     StorageContents contents_;
+    std::map<std::string, QueueCounts> counts_;  // by the queue's name
 };
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "harvelstone/document/Ledger.hpp"
 #include "harvelstone/platform/Value.hpp"
 
 namespace harvelstone::tools {
@@ -13,6 +14,7 @@ struct StorageContents {
     Dictionary documentDB;  ///< the document DB map
     Dictionary documents;   ///< sections by document id
     Dictionary queues;      ///< lists of unread records by queue name
+    Ledger ledger;          ///< as a process that starts now would find it
     List damaged;           ///< {"file", "why", ...}: what could not be read, and what of it could
 };
 

@@ -54,7 +54,7 @@ class DocumentNames {
     DocumentNames() : DocumentNames(std::vector<std::string>()) {}
     /// Documents that no account knows: they count as created.
     explicit DocumentNames(std::vector<std::string> names);
-    DocumentNames(std::vector<std::string> names, const DocumentAccount& account);
+    DocumentNames(std::vector<std::string> names, DocumentAccount account);
 
     bool empty() const { return size() == 0; }
     std::size_t size() const { return names_->size() - first_; }
@@ -67,13 +67,20 @@ class DocumentNames {
     DocumentNames withAdopted(const DocumentNames& others) const;
     /// The oldest document has met its fate. Shares the names with this list, so that a long list is retired without
     /// copying it each time. Raises platform::RangeException when the list is empty.
-    DocumentNames withoutFirst(Fate fate) const;
+    /// `earlier` says what it holds of the records that its account does not know of.
+    DocumentNames withoutFirst(Fate fate, const RecordCounts& earlier = {}) const;
+    /// Records were moved into the document. If it has left the list meanwhile, their fate is that of one that another
+    /// document's answer retired.
+    DocumentNames withAssembled(const std::string& documentId, const RecordCounts& counts) const;
+    /// The same list with another account.
+    DocumentNames withAccount(DocumentAccount account) const;
 
     /// With the documents of earlier lives in front, and both accounts added up.
     DocumentNames behind(const DocumentNames& earlier) const;
 
     bool contains(const std::string& name) const;
     List asList() const;
+    std::vector<std::string> asVector() const;
     const DocumentAccount& account() const { return account_; }
 
   private:
@@ -244,6 +251,10 @@ class DocumentManager {
   private:
     DocumentManager();
     ~DocumentManager() = default;
+
+    // housekeeping/sent_document_removal.cpp
+    /// Deletes one file. `unreadFate` says in the ledger what becomes of the unread records, if it is a queue's.
+    void deleteFile(const std::string& path, std::string_view unreadFate);
 
     // transmit/send_loop.cpp
     class SendRun;

@@ -30,7 +30,8 @@ struct Ledger {
         std::uint64_t sent = 0;       ///< in a document that was sent
         /// Lost by rule. With the document that they were in: the reasons of `Documents::retired`. Unread in a queue
         /// that was deleted with its document ("removed_unread") or for its age ("pruned_unread"). A push behind the
-        /// one that a document carries ("push_surplus"). Reasons that did not occur are left out.
+        /// one that a document carries ("push_surplus"). Pages that could not be folded ("merge_failed"). Reasons that
+        /// did not occur are left out.
         std::map<std::string, std::uint64_t> dropped;
         std::uint64_t damaged = 0;  ///< damaged stretches of queue files; what stood there is counted as one record
 

@@ -14,6 +14,7 @@
 #include "harvelstone/platform/Platform.hpp"
 #include "harvelstone/services/BSDebugger.hpp"
 #include "harvelstone/services/BSUtil.hpp"
+#include "harvelstone/services/QueueFile.hpp"
 #include "harvelstone/services/StaticValues.hpp"
 #include "harvelstone/services/StorageBatch.hpp"
 #include "harvelstone/services/StorageFolder.hpp"
@@ -32,6 +33,18 @@ struct Shared {
 };
 constinit platform::PerProcess<Shared> shared;
 
+/// Deletions that an earlier life began: what was counted for them holds of the files that have gone.
+DocumentAccount withDeletionsEnded(DocumentAccount account) {
+    const auto begun = account.deletions;
+    for (const auto& entry : begun) {
+        const auto there = QueueFile(entry.first).count();
+        if (!there) continue;  // nobody knows before it can be read
+        account.revertIfStillThere(entry.first, *there);
+        account.endDeletion(entry.first);
+    }
+    return account;
+}
+
 /// Puts the stored list in force, or an empty one; says whether there was a stored one. A child made by fork begins
 /// with an empty one: the documents that wait are its parent's to send.
 bool restoreNames() {
@@ -45,7 +58,8 @@ bool restoreNames() {
     const bool wasStored = storedDocumentNames(**documentDB).has_value();
     // The line's words do not fit the branch: it says "zero" whenever there is a list. Kept so on purpose.
     if (wasStored) BSDebugger::log("DEBUG_HARVELSTONE_CONFIG : documentDB->DOCUMENT_TARGET_NAME size is zero. ");
-    documetNameList->store(documentNamesIn(stored));
+    const auto names = documentNamesIn(stored);
+    documetNameList->store(names.withAccount(withDeletionsEnded(names.account())));
     return wasStored;
 }
 

@@ -28,12 +28,12 @@ constinit platform::PerProcess<platform::Snapshot<std::shared_ptr<NamedMap>>> cu
 constinit std::atomic<std::int64_t> MAX_LEFE_TIME_JSONFILE{3};
 constinit std::atomic<std::int64_t> MAX_RETRY_COUNT_FOR_SENDDOCUMENT{3};
 
-DocumentNames::DocumentNames(std::vector<std::string> names) : DocumentNames(std::move(names), {}) {
+DocumentNames::DocumentNames(std::vector<std::string> names) : DocumentNames(std::move(names), DocumentAccount()) {
     account_.created = size();
 }
 
-DocumentNames::DocumentNames(std::vector<std::string> names, const DocumentAccount& account)
-    : names_(std::make_shared<const std::vector<std::string>>(std::move(names))), account_(account) {}
+DocumentNames::DocumentNames(std::vector<std::string> names, DocumentAccount account)
+    : names_(std::make_shared<const std::vector<std::string>>(std::move(names))), account_(std::move(account)) {}
 
 const std::string& DocumentNames::at(std::size_t index) const {
     if (index >= size())
@@ -45,11 +45,11 @@ const std::string& DocumentNames::at(std::size_t index) const {
 DocumentNames DocumentNames::withAppended(std::string name) const {
     std::vector<std::string> names;
     names.reserve(size() + 1);
-    for (std::size_t i = 0; i < size(); ++i) names.push_back(at(i));
+    names.assign(names_->begin() + static_cast<std::ptrdiff_t>(first_), names_->end());
     names.push_back(std::move(name));
     auto account = account_;
     ++account.created;
-    return {std::move(names), account};
+    return {std::move(names), std::move(account)};
 }
 
 DocumentNames DocumentNames::withAdopted(const DocumentNames& others) const {
@@ -61,19 +61,42 @@ DocumentNames DocumentNames::withAdopted(const DocumentNames& others) const {
     if (names.size() == size()) return *this;
     auto account = account_;
     account += others.account_;
-    return {std::move(names), account};
+    return {std::move(names), std::move(account)};
 }
 
 bool DocumentNames::contains(const std::string& name) const {
     return std::find(names_->begin() + static_cast<std::ptrdiff_t>(first_), names_->end(), name) != names_->end();
 }
 
-DocumentNames DocumentNames::withoutFirst(Fate fate) const {
+DocumentNames DocumentNames::withoutFirst(Fate fate, const RecordCounts& earlier) const {
     if (empty()) throw platform::RangeException("there is no first document in an empty pending list");
     DocumentNames rest = *this;
     ++rest.first_;
     ++rest.account_.retired[fate];
+    rest.account_.settleDocument(at(0), fate, earlier);
     return rest;
+}
+
+DocumentNames DocumentNames::withAssembled(const std::string& documentId, const RecordCounts& counts) const {
+    auto account = account_;
+    const bool isPending = contains(documentId);
+    for (const auto& [kind, count] : counts) {
+        if (isPending)
+            account.assembled[documentId][kind] += count;
+        else
+            account.settleAssembled(kind, count, Fate::otherAnswered);
+    }
+    return withAccount(std::move(account));
+}
+
+DocumentNames DocumentNames::withAccount(DocumentAccount account) const {
+    DocumentNames changed = *this;
+    changed.account_ = std::move(account);
+    return changed;
+}
+
+std::vector<std::string> DocumentNames::asVector() const {
+    return {names_->begin() + static_cast<std::ptrdiff_t>(first_), names_->end()};
 }
 
 List DocumentNames::asList() const {
@@ -90,7 +113,7 @@ DocumentNames DocumentNames::behind(const DocumentNames& earlier) const {
     for (std::size_t i = 0; i < size(); ++i) names.push_back(at(i));
     auto account = earlier.account_;
     account += account_;
-    return {std::move(names), account};
+    return {std::move(names), std::move(account)};
 }
 
 void storeDocumentNames() {

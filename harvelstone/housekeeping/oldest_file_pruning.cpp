@@ -4,8 +4,11 @@
 
 #include <fmt/format.h>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "harvelstone/document/DocumentManager.hpp"
+#include "harvelstone/housekeeping/queue_deletion.hpp"
 #include "harvelstone/platform/Calendar.hpp"
 #include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/platform/Platform.hpp"
@@ -22,6 +25,15 @@ bool isTooOld(const std::string& path, double now) {
     return attributes && platform::wholeHoursBetween(attributes->modificationDate, now) > MAX_LEFE_TIME_JSONFILE;
 }
 
+/// With one commit for all, before the first of them is deleted.
+void countOldQueues(const std::vector<std::string>& files, double now) {
+    std::vector<std::string> names;
+    for (const auto& file : files)
+        if (const auto name = storedName(file); isQueueName(name) && isTooOld(storageFolder() + file, now))
+            names.emplace_back(name);
+    countBeforeDeletion(names, prunedUnread);
+}
+
 }  // namespace
 
 void DocumentManager::deleteOldestJsonFile() {
@@ -30,10 +42,11 @@ void DocumentManager::deleteOldestJsonFile() {
         const auto names = platform::Platform::current().fileSystem->list(folder);
         if (!names) return;
         const double now = BSUtil::currentTimeMillis();
+        countOldQueues(*names, now);
         for (const auto& name : *names) {
             const auto path = fmt::format("{}{}", folder, name);
             if (!name.ends_with(FILE_SUFFIX) || !isTooOld(path, now) || isLongLivedStore(storedName(name))) continue;
-            deletePath(path);
+            deleteFile(path, prunedUnread);
             BSDebugger::log(fmt::format("documentManager.deleteOldestJsonFile : {}", path));
         }
     } catch (const platform::Exception&) {

@@ -3,8 +3,11 @@
 
 #include <fmt/format.h>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "harvelstone/document/DocumentManager.hpp"
+#include "harvelstone/housekeeping/queue_deletion.hpp"
 #include "harvelstone/platform/Describe.hpp"
 #include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/platform/Platform.hpp"
@@ -16,10 +19,11 @@ namespace harvelstone {
 
 namespace {
 
-void removeStored(DocumentManager& manager, const std::string& name) {
-    const auto path = storedFilePath(name);
-    manager.deletePath(path);
-    BSDebugger::log(fmt::format("DEBUG_HARVELSTONE_REMOVE_FILE : {}", path));
+/// The name of the queue that lies there; "" when it is no queue's file.
+std::string queueAt(const std::string& path) {
+    if (!path.starts_with(storageFolder())) return {};
+    const std::string name(storedName(std::string_view(path).substr(storageFolder().size())));
+    return isQueueName(name) ? name : std::string();
 }
 
 }  // namespace
@@ -28,16 +32,24 @@ void DocumentManager::removeSentDocument(const std::string& documentId) {
     try {
         BSDebugger::log(fmt::format("DEBUG_HARVELSTONE_REMOVE_FILE document id : {}", documentId));
         deleteOldestJsonFile();
-        removeStored(*this, documentId);
+        std::vector<std::string> names{documentId};
         for (const auto* prefix : {&StaticValues::GOAL_FILE_PREFIX(), &StaticValues::PAGES_FILE_PREFIX(),
                                    &StaticValues::REVENUE_FILE_PREFIX(), &StaticValues::PUSH_FILE_PREFIX()})
-            removeStored(*this, fmt::format("{}{}", *prefix, documentId));
+            names.push_back(*prefix + documentId);
+        countBeforeDeletion(names, removedUnread);
+        for (const auto& name : names) {
+            const auto path = storedFilePath(name);
+            deletePath(path);
+            BSDebugger::log(fmt::format("DEBUG_HARVELSTONE_REMOVE_FILE : {}", path));
+        }
     } catch (const platform::Exception&) {
         BSDebugger::log("DEBUG_HARVELSTONE_JSON : an Exception occurred.");
     }
 }
 
-void DocumentManager::deletePath(const std::string& path) {
+void DocumentManager::deletePath(const std::string& path) { deleteFile(path, removedUnread); }
+
+void DocumentManager::deleteFile(const std::string& path, std::string_view unreadFate) {
     auto& fileSystem = *platform::Platform::current().fileSystem;
     if (!fileSystem.isDeletable(path)) {
         BSDebugger::log(
@@ -48,7 +60,8 @@ void DocumentManager::deletePath(const std::string& path) {
         BSDebugger::log(fmt::format("DEBUG_HARVELSTONE_DELETE_FILE(deletePath) : file is not exists --> {}", path));
         return;
     }
-    const auto removed = fileSystem.remove(path);
+    const auto queue = queueAt(path);
+    const auto removed = queue.empty() ? fileSystem.remove(path) : deleteQueue(queue, unreadFate);
     if (removed)
         BSDebugger::log(fmt::format("DEBUG_HARVELSTONE_DELETE_FILE(deletePath) : deleted:{}", path));
     else

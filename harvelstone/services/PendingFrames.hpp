@@ -19,6 +19,7 @@ class PendingFrames {
     PendingFrames& operator=(const PendingFrames&) = delete;
 
     bool empty() const { return frames_.empty(); }
+    std::size_t size() const { return frames_.size(); }
     void pushBack(std::string frame);
     void pushFront(std::string frame);
     std::string popFront();

@@ -39,4 +39,12 @@ std::optional<Dictionary> QueueFile::pop() {
     return state_->pop(storage_batch::consume(state_));
 }
 
+std::optional<QueueCounts> QueueFile::count() const { return state_->count(); }
+
+platform::Result<void> QueueFile::remove(const std::function<void(const QueueCounts&)>& beforeRemoval) {
+    return state_->remove(beforeRemoval);
+}
+
+std::vector<std::string> QueueFile::namesInMemory() { return QueueState::namesInMemory(); }
+
 }  // namespace harvelstone

@@ -1,10 +1,14 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "harvelstone/platform/Result.hpp"
 #include "harvelstone/platform/Value.hpp"
+#include "harvelstone/services/queue_scan.hpp"
 
 namespace harvelstone {
 
@@ -37,6 +41,17 @@ class QueueFile {
     /// Removes and returns the next record in the order of adding; absent when the queue is empty or cannot be read
     /// now, which is logged.
     std::optional<Dictionary> pop();
+
+    /// How many records there are, those that could not be written yet among the unread. Absent when the file cannot be
+    /// read now.
+    std::optional<QueueCounts> count() const;
+
+    /// Deletes the file, as housekeeping does. Before that, if it can be read, tells what stands in it; nothing is
+    /// added between. What is called must not use the queue.
+    platform::Result<void> remove(const std::function<void(const QueueCounts&)>& beforeRemoval);
+
+    /// Names of the queues in use, among them those that keep records in memory.
+    static std::vector<std::string> namesInMemory();
 
   private:
     std::shared_ptr<QueueState> state_;

@@ -169,12 +169,67 @@ QueueState::Hold QueueState::moveAway(platform::File& foreign, LaterLines& lines
 Result<void> QueueState::survey(ByteSource& source, std::uint64_t size) {
     auto bytes = source.at(0, queue_format::headerSize);
     if (!bytes) return bytes.error();
-    const auto identity = queue_format::readHeader(*bytes);
-    const bool isKnown = identity && identity->created != 0 && identity == survey_.identity && size >= survey_.end;
-    if (!isKnown) forgetFile();
+    if (!isKnown(queue_format::readHeader(*bytes)) || size < survey_.end) forgetFile();
     auto done = surveyQueue(source, survey_);
     taken_.add(survey_.consumed);
     return done;
+}
+
+/// Whether it is the file that was read before.
+bool QueueState::isKnown(const std::optional<queue_format::QueueHeader>& header) const {
+    return header && header->created != 0 && header == survey_.header;
+}
+
+std::optional<QueueCounts> QueueState::count() {
+    const std::lock_guard lock(mutex_);
+    auto counts = countNow();
+    if (!counts && !isMissing(counts.error())) return std::nullopt;
+    auto all = counts ? *counts : QueueCounts();
+    all.unread += pending_.size();
+    return all;
+}
+
+Result<QueueCounts> QueueState::countNow() {
+    if (held_) return countFile(*held_->file);
+    auto file = openLocked();
+    if (!file) return file.error();
+    return countFile(**file);
+}
+
+Result<void> QueueState::remove(const std::function<void(const QueueCounts&)>& beforeRemoval) {
+    const std::lock_guard lock(mutex_);
+    {
+        auto file = Result<std::unique_ptr<platform::File>>(nullptr);
+        if (!held_) file = openLocked();  // until the file has gone
+        if (held_ || file)
+            if (const auto counts = countFile(held_ ? *held_->file : **file)) beforeRemoval(*counts);
+        if (auto removed = Platform::current().fileSystem->remove(path_); !removed) return removed;
+    }
+    forgetFile();
+    stayWhileNeeded();
+    return {};
+}
+
+Result<std::unique_ptr<platform::File>> QueueState::openLocked() {
+    auto file = Platform::current().fileSystem->open(path_, OpenMode::Read);
+    if (!file) return file;
+    if (auto locked = lock(**file); !locked) return locked.error();
+    return file;
+}
+
+Result<QueueCounts> QueueState::countFile(platform::File& file) const {
+    FileSource source(file);
+    auto start = source.at(0, queue_format::headerSize);
+    if (!start) return start.error();
+    return countQueue(source, isKnown(queue_format::readHeader(*start)) ? taken_ : ByteRanges());
+}
+
+std::vector<std::string> QueueState::namesInMemory() {
+    const std::lock_guard lock(registry->mutex);
+    std::vector<std::string> names;
+    for (const auto& [name, state] : registry->states)
+        if (!state.expired()) names.push_back(name);
+    return names;
 }
 
 std::optional<Dictionary> QueueState::popFromFile(std::uint64_t scope, LaterLines& lines) {

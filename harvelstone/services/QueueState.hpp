@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -11,6 +12,7 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "harvelstone/platform/FileSystem.hpp"
 #include "harvelstone/platform/Value.hpp"
@@ -64,6 +66,16 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     /// `finish`. False when it has none.
     bool defer(std::uint64_t scope);
 
+    /// How many records there are, those that could not be written yet among the unread. Absent when the file cannot be
+    /// read now.
+    std::optional<QueueCounts> count();
+
+    /// Deletes the file. Before that, if it can be read, says what stands in it; nothing is added between.
+    platform::Result<void> remove(const std::function<void(const QueueCounts&)>& beforeRemoval);
+
+    /// Of the states that someone holds, those with records that could not be written among them.
+    static std::vector<std::string> namesInMemory();
+
   private:
     enum class Hold { held, noFile, failed };
 
@@ -83,6 +95,10 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     Hold holdFile(std::unique_ptr<platform::File> file, LaterLines& lines);
     Hold moveAway(platform::File& foreign, LaterLines& lines);
     platform::Result<void> survey(ByteSource& source, std::uint64_t size);
+    bool isKnown(const std::optional<queue_format::QueueHeader>& header) const;
+    platform::Result<std::unique_ptr<platform::File>> openLocked();
+    platform::Result<QueueCounts> countNow();
+    platform::Result<QueueCounts> countFile(platform::File& file) const;
     std::optional<Dictionary> popFromFile(std::uint64_t scope, LaterLines& lines);
     std::optional<Dictionary> popFromMemory(std::uint64_t scope);
     void claim(std::uint64_t scope, std::uint64_t begin, std::uint64_t end);

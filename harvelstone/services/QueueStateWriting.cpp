@@ -53,7 +53,7 @@ bool takeBack(File& file, std::string_view bytes, bool areAllWritten) {
 }
 
 /// A file of its own: the moment when it was made, as the file system tells it.
-queue_format::QueueIdentity newIdentity(const std::string& path) {
+queue_format::QueueHeader newHeader(const std::string& path) {
     auto attributes = Platform::current().fileSystem->attributes(path);
     if (!attributes || !(attributes->modificationDate > 0)) return {};
     return {static_cast<std::uint64_t>(attributes->modificationDate * 1e6), 0};
@@ -121,7 +121,7 @@ Result<void> QueueState::writeToNewFile(std::string_view frames, LaterLines& lin
     auto size = (*file)->size();
     if (!size) return size.error();
     // Another process may have seen the file before it had its header; then it goes without.
-    const auto header = *size == 0 ? queue_format::header(newIdentity(path_)) : std::string();
+    const auto header = *size == 0 ? queue_format::header(newHeader(path_)) : std::string();
     auto written = append(**file, header + std::string(frames), lines);
     if (written) syncStorageFolder(lines);
     return written;
@@ -164,16 +164,20 @@ Result<void> QueueState::appendConsumption(std::uint64_t size, LaterLines& lines
 
 Result<void> QueueState::emptyFile() {
     auto& file = *held_->file;
+    const auto counts = countQueue(held_->source, /*claimed=*/{});
+    if (!counts) return counts.error();
     if (auto cut = file.truncate(0); !cut) return cut;
-    auto identity = survey_.identity.value_or(newIdentity(path_));
-    ++identity.emptied;
+    auto values = survey_.header.value_or(newHeader(path_));
+    ++values.emptied;
+    values.records = static_cast<std::uint32_t>(counts->consumed + counts->unread);
+    values.damaged = static_cast<std::uint32_t>(counts->damaged);
     survey_ = {};
     taken_ = {};
     position_ = 0;
     held_->source.forget();
-    const auto header = queue_format::header(identity);
+    const auto header = queue_format::header(values);
     if (auto written = file.append(bytesOf(header)); !written) return written;
-    survey_.identity = identity;
+    survey_.header = values;
     survey_.hasSoundPiece = true;
     survey_.end = survey_.size = header.size();
     survey_.consumed.add(0, header.size());

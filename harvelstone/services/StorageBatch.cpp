@@ -47,6 +47,10 @@ StorageBatch::~StorageBatch() {
 
 void StorageBatch::commit() { finish(std::exchange(*current, Work())); }
 
+bool StorageBatch::commitAlone(NamedMap& map, LaterLines& lines) {
+    return map.commit(lines) && syncStorageFolder(lines);
+}
+
 void StorageBatch::finish(Work work) {
     if (work.maps.empty() && work.queues.empty() && !work.hasWritten) return;  // who only reads is not held up
     if (commitMaps(work)) {

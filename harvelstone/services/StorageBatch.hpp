@@ -6,6 +6,7 @@
 
 namespace harvelstone {
 
+class LaterLines;
 class NamedMap;
 class QueueState;
 
@@ -29,6 +30,10 @@ class StorageBatch {
 
     /// Ends the collected work now, that of the scopes around included; the scope goes on empty.
     void commit();
+
+    /// Writes the map to its file now, whatever the scope, and makes that durable; lets no consumption follow, so it
+    /// may be called while a queue is locked. False when that failed.
+    static bool commitAlone(NamedMap& map, LaterLines& lines);
 
     /// What one scope has collected.
     struct Work {

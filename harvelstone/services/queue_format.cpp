@@ -34,19 +34,23 @@ std::uint32_t checksum(std::string_view bytes) {
         crc32_z(0, reinterpret_cast<const Bytef*>(bytes.data()), static_cast<z_size_t>(bytes.size())));
 }
 
-std::string header(const QueueIdentity& identity) {
+std::string header(const QueueHeader& values) {
     std::string bytes(headerMagic);
-    putLittleEndian(bytes, identity.created, 8);
-    putLittleEndian(bytes, identity.emptied, 4);
+    putLittleEndian(bytes, values.created, 8);
+    putLittleEndian(bytes, values.emptied, 4);
+    putLittleEndian(bytes, values.records, 4);
+    putLittleEndian(bytes, values.damaged, 4);
     putLittleEndian(bytes, checksum(bytes), 4);
     return bytes;
 }
 
-std::optional<QueueIdentity> readHeader(std::string_view bytes) {
+std::optional<QueueHeader> readHeader(std::string_view bytes) {
     if (bytes.size() < headerSize || !bytes.starts_with(headerMagic)) return std::nullopt;
-    if (littleEndian(bytes.substr(20, 4)) != checksum(bytes.substr(0, 20))) return std::nullopt;
-    return QueueIdentity{littleEndian(bytes.substr(8, 8)),
-                         static_cast<std::uint32_t>(littleEndian(bytes.substr(16, 4)))};
+    const auto numberAt = [&](std::size_t offset) {
+        return static_cast<std::uint32_t>(littleEndian(bytes.substr(offset, 4)));
+    };
+    if (numberAt(28) != checksum(bytes.substr(0, 28))) return std::nullopt;
+    return QueueHeader{littleEndian(bytes.substr(8, 8)), numberAt(16), numberAt(20), numberAt(24)};
 }
 
 std::string frame(FrameType type, std::string_view payload) {

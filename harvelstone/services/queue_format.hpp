@@ -11,9 +11,9 @@
 /// The constants and the pieces of a queue file. docs/storage.md describes it byte by byte.
 namespace harvelstone::queue_format {
 
-// Header: magic, created (8), emptied (4), CRC-32 of all before it (4).
+// Header: magic, created (8), emptied (4), records (4), damaged (4), CRC-32 of all before it (4).
 inline constexpr std::string_view headerMagic = "HVQUEUE1";
-inline constexpr std::size_t headerSize = 24;
+inline constexpr std::size_t headerSize = 32;
 
 // Frame: marker, type (1), length of the payload (3), CRC-32 of the payload (4), CRC-32 of these eight bytes (4),
 // payload. The marker's first byte never stands in a payload, which is UTF-8.
@@ -22,17 +22,19 @@ inline constexpr std::size_t frameHeadSize = 16;
 inline constexpr std::size_t longestPayload = (1U << 24U) - 1;
 
 /// Tells one file of a name from the next one of the same name, so that a place in the one is not taken for a place
-/// in the other.
-struct QueueIdentity {
+/// in the other; and what stood in the file before it was emptied.
+struct QueueHeader {
     std::uint64_t created = 0;  ///< when the file was made, microseconds since 1970; 0 when nobody knows
     std::uint32_t emptied = 0;  ///< how often the file was emptied since
+    std::uint32_t records = 0;  ///< consumed records that stood in it each time, summed
+    std::uint32_t damaged = 0;  ///< damaged stretches likewise
 
-    friend bool operator==(const QueueIdentity&, const QueueIdentity&) = default;
+    friend bool operator==(const QueueHeader&, const QueueHeader&) = default;
 };
 
-std::string header(const QueueIdentity& identity);
-/// The identity in a header at the beginning of the bytes; absent when there is no sound one.
-std::optional<QueueIdentity> readHeader(std::string_view bytes);
+std::string header(const QueueHeader& values);
+/// The header at the beginning of the bytes; absent when there is no sound one.
+std::optional<QueueHeader> readHeader(std::string_view bytes);
 
 enum class FrameType : char {
     record = 'R',    ///< payload: a JSON object

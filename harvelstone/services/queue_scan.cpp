@@ -149,7 +149,7 @@ Result<void> surveyQueue(ByteSource& source, QueueSurvey& survey) {
         if (piece->kind == Kind::header) {
             auto bytes = source.at(0, headerSize);
             if (!bytes) return bytes.error();
-            survey.identity = queue_format::readHeader(*bytes);
+            survey.header = queue_format::readHeader(*bytes);
             survey.consumed.add(0, headerSize);
         }
         survey.size = piece->end;
@@ -176,27 +176,53 @@ void addDamage(QueueContents& contents, const QueuePiece& piece) {
         damaged.push_back({piece.begin, piece.end - piece.begin});
 }
 
-Result<QueueContents> readContents(ByteSource& source) {
+/// Goes through the whole file; what is told of each piece is whether it is consumed.
+template <typename Visit>
+Result<QueueSurvey> visitPieces(ByteSource& source, QueueCounts& counts, Visit visit) {
     QueueSurvey survey;
     if (auto done = surveyQueue(source, survey); !done) return done.error();
-    QueueContents contents;
-    contents.isForeign = survey.isForeign();
+    counts.header = survey.header;
+    counts.size = survey.size;
+    if (survey.header) counts.consumed = survey.header->records;
+    if (survey.header) counts.damaged = survey.header->damaged;
     QueueScanner scanner(source, QueueScanner::Check::payloads);
     for (;;) {
-        scanner.seek(survey.consumed.firstOutside(scanner.position()));
         auto piece = scanner.next();
         if (!piece) return piece.error();
-        if (piece->kind == Kind::end) return contents;
-        if (piece->kind == Kind::damaged) addDamage(contents, *piece);
-        if (piece->kind != Kind::record) continue;
-        if (auto record = readRecord(piece->payload))
-            contents.unread.push_back(std::move(*record));
-        else
-            addDamage(contents, *piece);
+        if (piece->kind == Kind::end) return survey;
+        const bool isConsumed = survey.consumed.contains(piece->begin);
+        if (piece->kind == Kind::damaged) ++counts.damaged;
+        if (piece->kind == Kind::record) ++(isConsumed ? counts.consumed : counts.unread);
+        visit(*piece, isConsumed);
     }
 }
 
+Result<QueueContents> readContents(ByteSource& source) {
+    QueueContents contents;
+    const auto survey = visitPieces(source, contents.counts, [&](const QueuePiece& piece, bool isConsumed) {
+        if (isConsumed) return;
+        if (piece.kind == Kind::damaged) addDamage(contents, piece);
+        if (piece.kind != Kind::record) return;
+        if (auto record = readRecord(piece.payload))
+            contents.unread.push_back(std::move(*record));
+        else
+            addDamage(contents, piece);
+    });
+    if (!survey) return survey.error();
+    contents.isForeign = survey->isForeign();
+    return contents;
+}
+
 }  // namespace
+
+Result<QueueCounts> countQueue(ByteSource& source, const ByteRanges& claimed) {
+    QueueCounts counts;
+    const auto survey = visitPieces(source, counts, [&](const QueuePiece& piece, bool isConsumed) {
+        if (piece.kind == Kind::record && !isConsumed && claimed.contains(piece.begin)) --counts.unread;
+    });
+    if (!survey) return survey.error();
+    return counts;
+}
 
 QueueContents readQueueContents(std::span<const std::byte> bytes) {
     MemorySource source({reinterpret_cast<const char*>(bytes.data()), bytes.size()});

@@ -62,7 +62,7 @@ class QueueScanner {
 
 /// What stands in a queue file apart from its records.
 struct QueueSurvey {
-    std::optional<queue_format::QueueIdentity> identity;  ///< absent without a sound header
+    std::optional<queue_format::QueueHeader> header;  ///< absent without a sound one
     ByteRanges consumed;
     std::uint64_t end = 0;   ///< behind the last piece that is not torn; a later survey goes on from here
     std::uint64_t size = 0;  ///< where the bytes ended
@@ -75,6 +75,20 @@ struct QueueSurvey {
 
 /// Goes through the bytes from `survey.end` on.
 platform::Result<void> surveyQueue(ByteSource& source, QueueSurvey& survey);
+
+/// How many records a queue file holds and has held. A record is a sound frame of its kind.
+struct QueueCounts {
+    std::optional<queue_format::QueueHeader> header;  ///< absent without a sound one
+    std::uint64_t size = 0;                           ///< of the file
+    std::uint64_t consumed = 0;                       ///< as the file says it, since it was made
+    std::uint64_t unread = 0;
+    std::uint64_t damaged = 0;  ///< stretches, since the file was made
+
+    friend bool operator==(const QueueCounts&, const QueueCounts&) = default;
+};
+
+/// Counts the bytes from the beginning. What is claimed is neither consumed nor unread.
+platform::Result<QueueCounts> countQueue(ByteSource& source, const ByteRanges& claimed);
 
 /// The record in a frame's payload; absent when it is no JSON object.
 std::optional<Dictionary> readRecord(std::string_view payload);
@@ -89,6 +103,7 @@ struct QueueContents {
     std::vector<Dictionary> unread;
     std::vector<Damage> damaged;
     bool isForeign = false;  ///< no queue file; the whole of it is the one damage
+    QueueCounts counts;
 };
 
 QueueContents readQueueContents(std::span<const std::byte> bytes);

@@ -28,6 +28,7 @@ List recordsIn(const Dictionary& members, const std::string& key) {
 /// What a pass has taken out of a document's queues.
 struct Drained {
     List goals;
+    std::size_t pageRecords = 0;  // before they were merged
     List pages;
     List clicks;
     List revenues;
@@ -49,7 +50,28 @@ struct Drained {
         if (!pushes.empty() && !held.contains(pushKey)) sections.emplace(pushKey, *pushes.front().dictionary());
         return sections;
     }
+
+    RecordCounts counts() const {
+        return {{RecordKind::goal, goals.size()},
+                {RecordKind::page, pageRecords},
+                {RecordKind::click, clicks.size()},
+                {RecordKind::revenue, revenues.size()},
+                {RecordKind::push, pushes.size()}};
+    }
 };
+
+/// Before the document shows that it was filled, so that whoever retires it then knows how many records it holds.
+void countAssembled(const std::string& documentId, const RecordCounts& counts) {
+    documetNameList->update([&](const DocumentNames& names) { return names.withAssembled(documentId, counts); });
+}
+
+void countMergeFailure(std::size_t pageRecords) {
+    documetNameList->update([&](const DocumentNames& names) {
+        auto account = names.account();
+        account.settle(RecordKind::page, mergeFailed, pageRecords);
+        return names.withAccount(std::move(account));
+    });
+}
 
 /// All queues or none: what a queue that cannot be read now kept would never be sent. The exception leaves the document
 /// at the head as it was, for the next pass. Passes that overlap take each record once, and each adds what it has.
@@ -57,10 +79,14 @@ void fillFromQueues(DocumentManager& manager, NamedMap& document, const std::str
     const auto queue = [&](const std::string& prefix) { return manager.getQueue(prefix, documentId); };
     Drained drained;
     drained.goals = queue(StaticValues::GOAL_FILE_PREFIX());
+    const auto pages = queue(StaticValues::PAGES_FILE_PREFIX());
     try {
         // Merged at once: pages that cannot be merged leave the queues behind them untouched.
-        drained.pages = manager.mergePages(queue(StaticValues::PAGES_FILE_PREFIX()));
+        drained.pages = manager.mergePages(pages);
+        drained.pageRecords = pages.size();
     } catch (const platform::Exception&) {
+        countMergeFailure(pages.size());
+        countAssembled(documentId, {{RecordKind::goal, drained.goals.size()}});
         document.update([&](const Dictionary& held) { return drained.addedTo(held); });  // the goals are sent later
         throw;
     }
@@ -68,6 +94,7 @@ void fillFromQueues(DocumentManager& manager, NamedMap& document, const std::str
     drained.revenues = queue(StaticValues::REVENUE_FILE_PREFIX());
     drained.pushes = queue(StaticValues::PUSH_FILE_PREFIX());
     if (!storage_batch::keepsWhatItRead()) throw platform::Exception("a queue of the document cannot be read now");
+    countAssembled(documentId, drained.counts());
     document.update([&](const Dictionary& held) {
         auto members = drained.addedTo(held);
         // A pass that was here meanwhile has counted its attempt.

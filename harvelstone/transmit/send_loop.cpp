@@ -21,8 +21,10 @@
 #include "harvelstone/services/BSDebugger.hpp"
 #include "harvelstone/services/BSUtil.hpp"
 #include "harvelstone/services/HarvelstoneReachability.hpp"
+#include "harvelstone/services/QueueFile.hpp"
 #include "harvelstone/services/StaticValues.hpp"
 #include "harvelstone/services/StorageBatch.hpp"
+#include "harvelstone/services/StorageFolder.hpp"
 #include "harvelstone/services/TinyMap.hpp"
 #include "harvelstone/services/TrackType.hpp"
 #include "harvelstone/services/Tracker.hpp"
@@ -80,6 +82,20 @@ bool isExhausted(NamedMap& document) {
     const auto isHighest = attempts == std::numeric_limits<std::int64_t>::max();
     document.putInt(StaticValues::RETRY_COUNT(), isHighest ? attempts : attempts + 1);
     return attempts >= MAX_RETRY_COUNT_FOR_SENDDOCUMENT;
+}
+
+/// What an earlier life has moved into the document: its queue files tell.
+RecordCounts assembledEarlier(const DocumentNames& names, const std::string& documentId) {
+    RecordCounts counts;
+    for (const auto kind :
+         {RecordKind::goal, RecordKind::page, RecordKind::click, RecordKind::revenue, RecordKind::push}) {
+        const auto name = queuePrefix(kind) + documentId;
+        // A look first: of a long list most documents have no queue.
+        if (names.account().knowsAssembled(documentId, kind) || !canBeStored(name)) continue;
+        if (!platform::Platform::current().fileSystem->exists(storedFilePath(name))) continue;
+        if (const auto queue = QueueFile(name).count()) counts.emplace(kind, queue->consumed);
+    }
+    return counts;
 }
 
 void removeLater(DocumentManager& manager, std::string documentId) {
@@ -226,10 +242,13 @@ class DocumentManager::SendRun {
     Next takeOffHead(FateOf fateOf) {
         std::optional<std::string> head;
         std::optional<Fate> fate;
+        RecordCounts earlier;
         const auto rest = documetNameList->update([&](const DocumentNames& names) {
-            head = names.empty() ? std::nullopt : std::optional(names.at(0));
+            const auto before = std::exchange(head, names.empty() ? std::nullopt : std::optional(names.at(0)));
             fate = head ? fateOf(*head) : std::nullopt;
-            return fate ? names.withoutFirst(*fate) : names;
+            if (!fate) return names;
+            if (head != before) earlier = assembledEarlier(names, *head);
+            return names.withoutFirst(*fate, earlier);
         });
         if (!head)
             BSDebugger::log(

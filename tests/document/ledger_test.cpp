@@ -33,9 +33,15 @@ TEST(LedgerBalance, HoldsWhenEveryRecordOfEveryKindIs) {
 }
 
 TEST(StoredAccount, ComesBackAsItWas) {
-    DocumentAccount account{.created = 9, .retired = {}};
+    DocumentAccount account;
+    account.created = 9;
     account.retired[Fate::sent] = 4;
     account.retired[Fate::sessionMissing] = 2;
+    account.settle(RecordKind::goal, "sent", 5);
+    account.settle(RecordKind::event, prunedUnread, 1);
+    account.assembled["S_1.000000"] = {{RecordKind::page, 0}, {RecordKind::click, 3}};
+    account.deletions["event_S_1.000000"].outcome = prunedUnread;
+    account.deletions["event_S_1.000000"].counts.unread = 1;
 
     EXPECT_EQ(readStoredAccount(storedAccount(account)), account);
 }

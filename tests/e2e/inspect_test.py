@@ -23,7 +23,7 @@ class Inspect(harness.Case):
 
     def test_shows_everything(self):
         seen = self.inspect()
-        self.assertEqual(set(seen), {"pending", "documentDB", "documents", "queues", "damaged"})
+        self.assertEqual(set(seen), {"pending", "documentDB", "documents", "queues", "ledger", "damaged"})
         self.assertEqual(seen["pending"], self.pending)
         self.assertEqual(seen["documentDB"]["DocumentTarget"], self.pending)
         self.assertEqual(seen["documentDB"]["lifetime_visits"], 2)
@@ -32,6 +32,11 @@ class Inspect(harness.Case):
         self.assertEqual(set(seen["queues"]), {"pages_" + self.pending[0], "click_" + self.pending[0]})
         self.assertEqual([record["n"] for record in seen["queues"]["click_" + self.pending[0]]], [1, 2])
         self.assertEqual(seen["damaged"], [])
+
+    def test_shows_what_became_of_everything(self):
+        ledger = self.inspect()["ledger"]
+        self.assertEqual(ledger["documents"], {"created": 2, "sent": 0, "retired": {}, "pending": 2})
+        self.assertEqual({kind: counts["pending"] for kind, counts in ledger["records"].items()}, {"page": 1, "click": 2})
 
     def test_takes_the_documents_folder_as_well(self):
         self.assertEqual(self.inspect(self.documents), self.inspect())

@@ -96,6 +96,48 @@ TEST_F(QueueFileTest, GrowsNoFurtherWhenItIsDrainedAgainAndAgain) {
     }
 }
 
+TEST_F(QueueFileTest, CountsOnWhenItIsEmptied) {
+    for (int round = 0; round < 2; ++round) {
+        addAll("q", 1, 3);
+        drain("q");
+    }
+    add("q", 4);
+    EXPECT_EQ(QueueFile("q").count()->consumed, 6U);
+    EXPECT_EQ(QueueFile("q").count()->unread, 1U);
+}
+
+TEST_F(QueueFileTest, CountsWhatAScopeHasPoppedOnlyWhenItEnds) {
+    addAll("q", 1, 3);
+    {
+        const StorageBatch scope;
+        QueueFile("q").pop();
+        EXPECT_EQ(QueueFile("q").count()->consumed, 0U);
+        EXPECT_EQ(QueueFile("q").count()->unread, 2U);
+    }
+    EXPECT_EQ(QueueFile("q").count()->consumed, 1U);
+}
+
+TEST_F(QueueFileTest, TellsWhatItHoldsBeforeItIsRemoved) {
+    addAll("q", 1, 3);
+    std::uint64_t unread = 0;
+    EXPECT_TRUE(QueueFile("q").remove([&](const QueueCounts& counts) {
+        unread = counts.unread;
+        EXPECT_THAT(machine.storedFiles(), ElementsAre("q.Harvelstone"));
+    }));
+    EXPECT_EQ(unread, 3U);
+    EXPECT_THAT(machine.storedFiles(), IsEmpty());
+    add("q", 4);
+    EXPECT_THAT(drain("q"), ElementsAre(4));
+}
+
+TEST_F(QueueFileTest, GivesNoMoreOfWhatWasRemovedInTheMiddleOfAScope) {
+    addAll("q", 1, 3);
+    const StorageBatch scope;
+    EXPECT_EQ(popNumber("q"), 1);
+    EXPECT_TRUE(QueueFile("q").remove([](const QueueCounts& counts) { EXPECT_EQ(counts.unread, 2U); }));
+    EXPECT_EQ(popNumber("q"), -1);
+}
+
 TEST_F(QueueFileTest, DrainingAnEmptyQueueWritesNothing) {
     addAll("q", 1, 3);
     drain("q");
@@ -277,7 +319,7 @@ TEST_F(QueueFileTest, ADamagedHeaderCostsNoRecord) {
     machine.writeFile("q.Harvelstone", bytes);
     EXPECT_EQ(popNumber("q"), 1);
     EXPECT_THAT(drain("q"), ElementsAre(2, 3));
-    EXPECT_THAT(storeLines(), ElementsAre("q.Harvelstone is damaged, 24 bytes at 0 passed over"));
+    EXPECT_THAT(storeLines(), ElementsAre("q.Harvelstone is damaged, 32 bytes at 0 passed over"));
     EXPECT_EQ(fileSize(), queue_format::headerSize);
 }
 

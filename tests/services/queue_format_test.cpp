@@ -57,7 +57,7 @@ std::vector<int> numbersIn(const QueueContents& contents) {
 constexpr char flips[] = {'\x01', '\x80', '\xFF'};
 
 TEST(QueueFormat, ReadsAHeaderBack) {
-    const QueueIdentity identity{std::numeric_limits<std::uint64_t>::max() - 1, 77};
+    const QueueHeader identity{std::numeric_limits<std::uint64_t>::max() - 1, 77, 5, 6};
     const auto bytes = header(identity);
     EXPECT_EQ(bytes.size(), headerSize);
     EXPECT_EQ(readHeader(bytes + "more"), identity);
@@ -193,6 +193,39 @@ TEST(QueueReader, ALaterListMakesGoodForADamagedOne) {
     queue.addConsumed(0, queue.begins[2]);
     queue.bytes[queue.begins[3] + frameHeadSize] = 'x';
     EXPECT_THAT(numbersIn(contentsOf(queue.bytes)), ElementsAre(3));
+}
+
+QueueCounts countsOf(std::string_view bytes, const ByteRanges& claimed = {}) {
+    MemorySource source(bytes);
+    return *countQueue(source, claimed);
+}
+
+TEST(QueueCounting, TellsConsumedRecordsFromUnreadAndDamagedOnes) {
+    auto queue = threeRecords();
+    queue.addConsumed(0, queue.begins[1]);
+    auto counts = countsOf(queue.bytes);
+    EXPECT_EQ(counts.consumed, 1U);
+    EXPECT_EQ(counts.unread, 2U);
+    queue.bytes[queue.begins[2] - 1] = 'x';
+    counts = countsOf(queue.bytes);
+    EXPECT_EQ(counts.unread, 1U);
+    EXPECT_EQ(counts.damaged, 1U);
+    EXPECT_EQ(counts.size, queue.bytes.size());
+}
+
+TEST(QueueCounting, TakesWhatIsClaimedForNeither) {
+    const auto queue = threeRecords();
+    ByteRanges claimed;
+    claimed.add(0, queue.begins[2]);
+    EXPECT_EQ(countsOf(queue.bytes, claimed).unread, 1U);
+    EXPECT_EQ(countsOf(queue.bytes, claimed).consumed, 0U);
+}
+
+TEST(QueueCounting, GoesOnFromWhatTheHeaderCounts) {
+    const auto counts = countsOf(header({1, 2, 30, 4}) + frame(FrameType::record, "{}"));
+    EXPECT_EQ(counts.consumed, 30U);
+    EXPECT_EQ(counts.unread, 1U);
+    EXPECT_EQ(counts.damaged, 4U);
 }
 
 TEST(QueueReader, AChangedByteCostsTheFrameThatItStandsIn) {

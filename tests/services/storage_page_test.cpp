@@ -55,18 +55,18 @@ const Dictionary buy{{"name", "buy"}, {"value", 1.5}};
 
 TEST(StoragePage, ShowsTheBytesThatTheReaderReads) {
     const auto bytes = exampleQueue();
-    EXPECT_EQ(queue_format::readHeader(bytes), (queue_format::QueueIdentity{1'479'259'200'500'000, 0}));
+    EXPECT_EQ(queue_format::readHeader(bytes), (queue_format::QueueHeader{1'479'259'200'500'000, 0}));
     const auto contents = readQueueContents(std::as_bytes(std::span(bytes)));
     EXPECT_THAT(contents.unread, ElementsAre(buy));
     EXPECT_THAT(contents.damaged, IsEmpty());
-    const auto withoutTheLastFrame = bytes.substr(0, 98);
+    const auto withoutTheLastFrame = bytes.substr(0, 106);
     EXPECT_THAT(readQueueContents(std::as_bytes(std::span(withoutTheLastFrame))).unread, ElementsAre(start, buy));
 }
 
 TEST(StoragePage, ShowsTheBytesThatTheWriterWrites) {
     using queue_format::FrameType;
     ByteRanges consumed;
-    consumed.add(0, 56);
+    consumed.add(0, 64);
     EXPECT_EQ(exampleQueue(), queue_format::header({1'479'259'200'500'000, 0}) +
                                   queue_format::frame(FrameType::record, platform::jsonText(start)) +
                                   queue_format::frame(FrameType::record, platform::jsonText(buy)) +

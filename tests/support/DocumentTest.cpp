@@ -1,5 +1,6 @@
 #include "tests/support/DocumentTest.hpp"
 
+#include "harvelstone/document/current_ledger.hpp"
 #include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/services/SessionManager.hpp"
 #include "harvelstone/services/TinyMap.hpp"
@@ -57,6 +58,18 @@ platform::Result<void> RecordingFileSystem::rename(const std::string& from, cons
     if (beforeRename) beforeRename();
     committed.push_back(to);
     return inner_->rename(from, to);
+}
+
+void expectLedgerBalances() {
+    if (!*documentDB) return;  // the test has started nothing
+    platform::Platform::current().fileSystem = std::make_shared<platform::PosixFileSystem>();
+    const auto ledger = currentLedger();
+    EXPECT_TRUE(ledger.balances());
+    EXPECT_EQ(ledger.documents.pending, documetNameList->load()->size());
+    for (const auto& [kind, records] : ledger.records) {
+        EXPECT_LE(records.sent, records.assembled) << kind;
+        EXPECT_LE(records.assembled, records.recorded) << kind;
+    }
 }
 
 void DocumentTest::endVisit() { SessionManager::sharedInstance().endVisit(); }

@@ -75,9 +75,15 @@ class HookedClock final : public platform::Clock {
     std::function<double()> reading_;
 };
 
+/// Whatever a test has done, every document and record must be accounted for. Files that the test broke are whole
+/// again.
+void expectLedgerBalances();
+
 /// A fresh installation on a faked machine.
 class DocumentTest : public ::testing::Test {
   protected:
+    void TearDown() override { expectLedgerBalances(); }
+
     DocumentManager& manager() { return DocumentManager::sharedInstance(); }
     /// The visit ends: what needs a session next begins a new one.
     void endVisit();

@@ -1,0 +1,332 @@
+// The records' part of the ledger: what becomes of every record, over deletions, damage, restarts and kills.
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "harvelstone/document/current_ledger.hpp"
+
+#include "tests/support/FaultyFileSystem.hpp"
+#include "tests/transmit/SendingTest.hpp"
+
+namespace harvelstone::testing {
+namespace {
+
+using Records = Ledger::Records;
+
+Records records(const std::string& kind) { return currentLedger().records.at(kind); }
+
+class RecordLedger : public SendingTest {
+  protected:
+    static void queueGoals(int count) {
+        for (int number = 1; number <= count; ++number) queue(StaticValues::GOAL_FILE_PREFIX(), {{"number", number}});
+    }
+    static std::string fileOf(const std::string& prefix, const std::string& id) { return prefix + id + ".Harvelstone"; }
+    /// The library's own clock goes by the platform's; what is old is old by the file's date.
+    void makeOld(const std::string& file) const { machine.setFileAge(file, 5 * 60 * 60); }
+    void removeSent() const { machine.mainQueue->advance(1); }
+};
+
+TEST_F(RecordLedger, CountsARecordWhenItIsAdded) {
+    queueGoals(2);
+    EXPECT_EQ(records("goal"), (Records{.recorded = 2, .assembled = 0, .pending = 2, .sent = 0, .dropped = {}}));
+    EXPECT_EQ(records("page"), Records());
+}
+
+TEST_F(RecordLedger, CountsRecordsAsAssembledWhenTheirDocumentIsFilled) {
+    queueGoals(2);
+    send();
+    EXPECT_EQ(records("goal"), (Records{.recorded = 2, .assembled = 2, .pending = 2, .sent = 0, .dropped = {}}));
+}
+
+TEST_F(RecordLedger, CountsRecordsAsSentWithTheirDocument) {
+    queueGoals(2);
+    send();
+    answer("{}");
+    const Records sent{.recorded = 2, .assembled = 2, .pending = 0, .sent = 2, .dropped = {}};
+    EXPECT_EQ(records("goal"), sent);
+    removeSent();
+    EXPECT_EQ(records("goal"), sent) << "their queue file is gone";
+}
+
+TEST_F(RecordLedger, CountsTheRecordsBehindEachPageOfAnUpload) {
+    const auto progress = [](int views) {
+        queue(StaticValues::PAGES_FILE_PREFIX(),
+              {{StaticValues::PARAM_VT_TZ(), "2016-11-16T01:20:00+00:00"}, {StaticValues::PARAM_CS_P_V(), views}});
+    };
+    progress(1);
+    progress(2);
+    send();
+    answer("{}");
+    EXPECT_EQ(records("page").sent, 2U) << "they were folded into one";
+}
+
+TEST_F(RecordLedger, DropsRecordsWithADocumentWhoseTransportFailed) {
+    queueGoals(2);
+    send();
+    answer(std::nullopt);
+    EXPECT_EQ(records("goal"),
+              (Records{.recorded = 2, .assembled = 2, .pending = 0, .sent = 0, .dropped = {{"transport_failed", 2}}}));
+}
+
+TEST_F(RecordLedger, DropsRecordsWithADocumentThatWasAskedForTooOften) {
+    queueGoals(1);
+    send();
+    for (int time = 0; time < 3; ++time) {
+        answer(R"({"retry":true})");
+        repeat();
+    }
+    EXPECT_EQ(records("goal").dropped, (std::map<std::string, std::uint64_t>{{"retries_exhausted", 1}}));
+}
+
+TEST_F(RecordLedger, DropsRecordsWithADocumentAtTheTrafficLimit) {
+    queueGoals(1);
+    Tracker::sharedInstance().FLAG_OF_TrafficLimitExceeded = true;
+    send();
+    EXPECT_EQ(records("goal").dropped, (std::map<std::string, std::uint64_t>{{"traffic_limit", 1}}));
+}
+
+TEST_F(RecordLedger, DropsRecordsOfADocumentThatAnothersAnswerRetired) {
+    queueGoals(1);
+    send();
+    const auto names = documetNameList->load();
+    documetNameList->update([](const DocumentNames& list) { return list.withoutFirst(Fate::expired); });
+    documetNameList->update([&](const DocumentNames& list) {
+        return list.withAssembled(names->at(0), {{RecordKind::click, 2}});
+    });
+    EXPECT_EQ(records("click").dropped, (std::map<std::string, std::uint64_t>{{"other_answered", 2}}));
+    EXPECT_EQ(records("goal").dropped, (std::map<std::string, std::uint64_t>{{"expired", 1}}));
+}
+
+TEST_F(RecordLedger, CountsTheUnreadRecordsOfARemovedDocument) {
+    queueGoals(2);
+    expire(headId());
+    send();
+    EXPECT_EQ(records("goal").pending, 2U) << "they are there until their file goes";
+    removeSent();
+    EXPECT_EQ(records("goal"),
+              (Records{.recorded = 2, .assembled = 0, .pending = 0, .sent = 0, .dropped = {{"removed_unread", 2}}}));
+}
+
+TEST_F(RecordLedger, CountsRecordsThatCameAfterTheAssembly) {
+    queueGoals(2);
+    send();
+    queueGoals(1);
+    EXPECT_EQ(records("goal").pending, 3U);
+    answer("{}");
+    removeSent();
+    EXPECT_EQ(records("goal"),
+              (Records{.recorded = 3, .assembled = 2, .pending = 0, .sent = 2, .dropped = {{"removed_unread", 1}}}));
+}
+
+TEST_F(RecordLedger, CountsTheUnreadRecordsOfAPrunedQueue) {
+    queue(StaticValues::EVENT_FILE_PREFIX(), {{"name", "a"}});
+    queue(StaticValues::CAMPAIGN_FILE_PREFIX(), {{"name", "b"}});
+    makeOld(fileOf(StaticValues::EVENT_FILE_PREFIX(), headId()));
+    manager().deleteOldestJsonFile();
+    EXPECT_EQ(records("event"),
+              (Records{.recorded = 1, .assembled = 0, .pending = 0, .sent = 0, .dropped = {{"pruned_unread", 1}}}));
+    EXPECT_EQ(records("campaign").pending, 1U) << "its file is young";
+}
+
+TEST_F(RecordLedger, CommitsOnceForAllThatOnePruningDeletes) {
+    for (const auto* prefix : {"event_", "campaign_", "click_"}) {
+        queue(prefix, {{"name", "a"}});
+        makeOld(fileOf(prefix, headId()));
+    }
+    const auto recording = recordFiles();
+    manager().deleteOldestJsonFile();
+    EXPECT_EQ(recording->committed.size(), 1U);
+}
+
+TEST_F(RecordLedger, CommitsNothingForARemovalWithoutUnreadRecords) {
+    queueGoals(2);
+    send();
+    answer("{}");
+    const auto recording = recordFiles();
+    removeSent();
+    EXPECT_EQ(recording->committed.size(), 0U);
+}
+
+TEST_F(RecordLedger, KnowsWhatAPendingDocumentHoldsWhenItsQueueWasPruned) {
+    queueGoals(2);
+    send();
+    makeOld(fileOf(StaticValues::GOAL_FILE_PREFIX(), headId()));
+    manager().deleteOldestJsonFile();
+    EXPECT_EQ(records("goal").pending, 2U);
+    answer("{}");
+    EXPECT_EQ(records("goal").sent, 2U);
+}
+
+TEST_F(RecordLedger, CountsThePushesBehindTheOneThatADocumentCarries) {
+    for (int number = 1; number <= 3; ++number) queue(StaticValues::PUSH_FILE_PREFIX(), {{"number", number}});
+    send();
+    answer("{}");
+    EXPECT_EQ(records("push"),
+              (Records{.recorded = 3, .assembled = 1, .pending = 0, .sent = 1, .dropped = {{"push_surplus", 2}}}));
+}
+
+TEST_F(RecordLedger, CountsPagesThatCouldNotBeFolded) {
+    queue(StaticValues::PAGES_FILE_PREFIX(), {{"no date", 1}});
+    send();
+    EXPECT_EQ(records("page").dropped, (std::map<std::string, std::uint64_t>{{"merge_failed", 1}}));
+}
+
+TEST_F(RecordLedger, CountsADamagedStretchFromItsFileToItsEnd) {
+    queueGoals(3);
+    const auto file = fileOf(StaticValues::GOAL_FILE_PREFIX(), headId());
+    auto bytes = machine.readFile(file);
+    bytes[bytes.size() / 2] ^= 1;
+    machine.writeFile(file, bytes);
+
+    EXPECT_EQ(records("goal"),
+              (Records{.recorded = 3, .assembled = 0, .pending = 2, .sent = 0, .dropped = {}, .damaged = 1}));
+    send();
+    answer("{}");
+    const Records sent{.recorded = 3, .assembled = 2, .pending = 0, .sent = 2, .dropped = {}, .damaged = 1};
+    EXPECT_EQ(records("goal"), sent) << "its file was emptied";
+    removeSent();
+    EXPECT_EQ(records("goal"), sent) << "its file is gone";
+}
+
+TEST_F(RecordLedger, CountsARecordThatNoDiskTakes) {
+    const auto disk = std::make_shared<FaultyFileSystem>();
+    platform::Platform::current().fileSystem = disk;
+    disk->failEvery("append", std::errc::no_space_on_device);
+    queueGoals(1);
+    EXPECT_EQ(records("goal").pending, 1U);
+}
+
+TEST_F(RecordLedger, KeepsWhatAFailedDeletionLeaves) {
+    queue(StaticValues::EVENT_FILE_PREFIX(), {{"name", "a"}});
+    makeOld(fileOf(StaticValues::EVENT_FILE_PREFIX(), headId()));
+    const auto disk = std::make_shared<FaultyFileSystem>();
+    platform::Platform::current().fileSystem = disk;
+    disk->failEvery("remove", std::errc::io_error);
+    manager().deleteOldestJsonFile();
+
+    EXPECT_EQ(records("event"), (Records{.recorded = 1, .assembled = 0, .pending = 1, .sent = 0, .dropped = {}}));
+    disk->heal();
+    manager().deleteOldestJsonFile();
+    EXPECT_EQ(records("event").dropped, (std::map<std::string, std::uint64_t>{{"pruned_unread", 1}}));
+}
+
+class RecordLedgerAcrossLives : public ::testing::Test {
+  protected:
+    static void start() {
+        configureApp();
+        DocumentManager::sharedInstance();
+        endHold();
+    }
+    static void addGoal() { QueueFile(StaticValues::GOAL_FILE_PREFIX() + pendingIds().front()).add({{"number", 1}}); }
+    static void addEvent() { QueueFile(StaticValues::EVENT_FILE_PREFIX() + pendingIds().front()).add({{"name", "a"}}); }
+
+    const TemporaryFolder folder_;
+};
+
+TEST_F(RecordLedgerAcrossLives, KnowsWhatADocumentHoldsThatAnEarlierLifeFilled) {
+    lifeUntilKilled([&] {
+        const Machine machine(folder_.path());
+        start();
+        addGoal();
+        addGoal();
+        DocumentManager::sharedInstance().sendDocument();
+        dieHere();  // before the answer, and before the list was stored again
+    });
+    life([&] {
+        const Machine machine(folder_.path());
+        machine.clock->advance(60);
+        start();
+        EXPECT_EQ(records("goal").pending, 2U);
+        DocumentManager::sharedInstance().sendDocument();
+        machine.http->answer("{}");
+        EXPECT_EQ(records("goal"), (Records{.recorded = 2, .assembled = 2, .pending = 0, .sent = 2, .dropped = {}}));
+    });
+}
+
+TEST_F(RecordLedgerAcrossLives, CountsOnceWhatADeletionCountedThatNeverHappened) {
+    lifeUntilKilled([&] {
+        Machine machine(folder_.path());
+        const auto disk = std::make_shared<FaultyFileSystem>();
+        machine.setFileSystem(disk);
+        start();
+        addEvent();
+        const auto file = "event_" + pendingIds().front() + ".Harvelstone";
+        machine.setFileAge(file, 5 * 60 * 60);
+        disk->beforeCall = [&](std::size_t) {
+            if (disk->calls().back() == "remove " + file) dieHere();
+        };
+        DocumentManager::sharedInstance().deleteOldestJsonFile();
+    });
+    life([&] {
+        const Machine machine(folder_.path());
+        machine.clock->advance(60);
+        start();
+        EXPECT_EQ(records("event"), (Records{.recorded = 1, .assembled = 0, .pending = 1, .sent = 0, .dropped = {}}));
+        DocumentManager::sharedInstance().deleteOldestJsonFile();
+        EXPECT_EQ(records("event").dropped, (std::map<std::string, std::uint64_t>{{"pruned_unread", 1}}));
+    });
+    life([&] {
+        const Machine machine(folder_.path());
+        machine.clock->advance(120);
+        start();
+        EXPECT_EQ(records("event").recorded, 1U) << "the deletion of the life before is over";
+    });
+}
+
+constexpr std::uint64_t goalsOfTheLife = 3;
+
+/// A document with goals is sent and removed; one more comes behind, and an event is pruned.
+void sendRemoveAndPrune(const Machine& machine) {
+    machine.clock->advance(1);  // so that the document made next is another one
+    const auto id = pendingIds().front();
+    const auto add = [&](const std::string& prefix) { QueueFile(prefix + id).add({{"number", 1}}); };
+    add(StaticValues::GOAL_FILE_PREFIX());
+    add(StaticValues::GOAL_FILE_PREFIX());
+    add(StaticValues::EVENT_FILE_PREFIX());
+    machine.setFileAge("event_" + id + ".Harvelstone", 5 * 60 * 60);
+    DocumentManager::sharedInstance().sendDocument();
+    add(StaticValues::GOAL_FILE_PREFIX());
+    machine.http->answer("{}");
+    machine.mainQueue->advance(1);
+}
+
+TEST_F(RecordLedgerAcrossLives, DoublesNothingAtAKillAtAnyCall) {
+    std::size_t calls = 1;
+    for (std::size_t point = 0; point <= calls; ++point) {
+        SCOPED_TRACE("killed at call " + std::to_string(point));
+        const TemporaryFolder folder;
+        const auto piece = [&] {
+            Machine machine(folder.path());
+            const auto disk = std::make_shared<FaultyFileSystem>();
+            machine.setFileSystem(disk);
+            start();
+            disk->clear();
+            disk->beforeCall = [&](std::size_t call) {
+                if (call == point) dieHere();
+            };
+            sendRemoveAndPrune(machine);
+            machine.writeFile("calls", std::to_string(disk->calls().size()));
+        };
+        point == 0 ? life(piece) : lifeUntilKilled(piece);  // the first round only counts
+        life([&] {
+            const Machine machine(folder.path());
+            machine.clock->advance(60);
+            start();
+            EXPECT_TRUE(currentLedger().balances());
+            EXPECT_LE(records("goal").recorded, goalsOfTheLife);
+            EXPECT_LE(records("event").recorded, 1U);
+            EXPECT_TRUE(point > 0 || records("goal").recorded == goalsOfTheLife);
+        });
+        if (point == 0) {
+            std::ifstream file(folder.path() + "/harvelstone/calls");
+            file >> calls;
+        }
+    }
+    EXPECT_GT(calls, 30U);
+    RecordProperty("points", static_cast<int>(calls));
+}
+
+}  // namespace
+}  // namespace harvelstone::testing
