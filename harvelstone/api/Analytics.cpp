@@ -154,6 +154,7 @@ FlushReceipt Analytics::flush(std::chrono::milliseconds deadline) {
     receipt.documentsSent = counts[Fate::sent];
     receipt.documentsDropped = counts.dropped();
     receipt.documentsStillStored = documetNameList->load()->size();
+    receipt.ledger = currentLedger();
     return receipt;
 }
 

@@ -68,6 +68,8 @@ struct FlushReceipt {
     std::map<std::string, std::uint64_t> documentsDropped;
     /// Whether no upload was left under way when the deadline came.
     bool complete = false;
+    /// What became of everything so far, as `Analytics::ledger` tells it.
+    Ledger ledger;
 };
 
 /// The host app's face of the library.

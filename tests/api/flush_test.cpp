@@ -69,6 +69,17 @@ TEST_F(Flush, CountsADocumentThatTheServerTook) {
     EXPECT_EQ(receipt.documentsStillStored, 1U);
 }
 
+TEST_F(Flush, TellsWhatBecameOfEverythingSoFar) {
+    Analytics::click({{"button", 1}});
+    machine.clock->advance(1);
+    serverAnswers({"{}"});
+    const auto receipt = flush();
+
+    EXPECT_EQ(receipt.ledger.documents.sent, 1U);
+    EXPECT_EQ(receipt.ledger.records.at("click").sent, 1U);
+    EXPECT_EQ(receipt.ledger, Analytics::ledger());
+}
+
 TEST_F(Flush, SaysThatADocumentWasTooOld) {
     serverAnswers({"{}"});
     machine.clock->advance(BSConfig::sharedInstance().getMaxDataLifeTime() * 3600 + 1);

@@ -182,6 +182,8 @@ class Case(unittest.TestCase):
         self.documents = os.path.join(self.folder, "documents")
         self.storage = os.path.join(self.documents, "harvelstone")
         self.log_file = os.path.join(self.folder, "debug.log")
+        self.clicks = 0  # played so far
+        self.counts_clicks = True  # whether no life was ended before it had played all of its steps
 
     def path(self, name):
         return os.path.join(self.folder, name)
@@ -208,10 +210,27 @@ class Case(unittest.TestCase):
         ended = run(*self.arguments(steps, target))
         played = Played(ended.returncode, ended.stdout, ended.stderr, self.read_log())
         self.assertEqual(played.code, code, ended.stderr)
+        self.clicks += [each["do"] for each in steps].count("click")
+        if code == DONE:
+            self.check_ledger(played.result["ledger"])
         return played
+
+    def check_ledger(self, ledger):
+        """Every document and record is accounted for, to the run itself and to a look at its folder afterwards."""
+        documents = ledger["documents"]
+        self.assertEqual(documents["created"],
+                         documents["sent"] + sum(documents["retired"].values()) + documents["pending"])
+        for kind, counts in ledger["records"].items():
+            self.assertEqual(counts["recorded"],
+                             counts["sent"] + sum(counts["dropped"].values()) + counts["pending"] + counts["damaged"], kind)
+        if self.counts_clicks:
+            clicks = ledger["records"].get("click", {"recorded": 0})
+            self.assertEqual(clicks["recorded"], self.clicks)
+            self.assertEqual(self.inspect()["ledger"], ledger)
 
     def start(self, steps, target):
         """Begins a life of the app that the test ends itself."""
+        self.counts_clicks = False
         process = subprocess.Popen([COMMAND, *self.arguments(steps, target)], stdout=subprocess.DEVNULL,
                                    stderr=subprocess.DEVNULL)
         self.addCleanup(self.end, process)
