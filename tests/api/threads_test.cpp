@@ -111,11 +111,13 @@ TEST_F(Threads, RecordVisitPassCompleteAndRemoveAtOnce) {
 
     EXPECT_TRUE(receipt.complete);
     EXPECT_TRUE(removalsEnded);
-    const auto documents = Analytics::ledger().documents;
+    const auto ledger = Analytics::ledger();
+    const auto& documents = ledger.documents;
     EXPECT_GT(documents.created, static_cast<std::uint64_t>(visits));
     EXPECT_GT(documents.sent, 0U);
     EXPECT_EQ(documents.pending, receipt.documentsStillStored);
-    EXPECT_TRUE(Analytics::ledger().balances());
+    EXPECT_TRUE(ledger.balances());
+    EXPECT_EQ(ledger.records.at("click").recorded, static_cast<std::uint64_t>(clicks));
 
     const auto uploaded = uploadedClicks(server.requests());
     const auto queued = queuedClicks(machine);
