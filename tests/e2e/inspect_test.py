@@ -87,7 +87,8 @@ class Inspect(harness.Case):
     def test_an_empty_folder_is_empty(self):
         os.mkdir(self.path("empty"))
         self.assertEqual(self.inspect(self.path("empty")),
-                         {"pending": [], "documentDB": {}, "documents": {}, "queues": {}, "damaged": []})
+                         {"pending": [], "documentDB": {}, "documents": {}, "queues": {}, "damaged": [], "ledger": {
+                             "documents": {"created": 0, "sent": 0, "retired": {}, "pending": 0}, "records": {}}})
 
 
 if __name__ == "__main__":

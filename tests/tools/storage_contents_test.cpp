@@ -48,13 +48,18 @@ TEST_F(Inspection, ShowsPendingListDocumentsAndQueues) {
         "documentDB": {"DocumentTarget": ["S1_1.000000"], "lifetime_visits": 3},
         "documents": {"S1_1.000000": {"session": {"sid": "S1"}}},
         "queues": {"pages_S1_1.000000": [{"name": "cart"}, {"name": "checkout"}]},
+        "ledger": {"documents": {"created": 1, "sent": 0, "retired": {}, "pending": 1},
+                   "records": {"page": {"recorded": 2, "assembled": 0, "pending": 2, "sent": 0, "dropped": {},
+                                        "damaged": 0}}},
         "damaged": []})"));
 }
 
 TEST_F(Inspection, AnEmptyFolderHoldsNothing) {
     TinyMap::sharedInstance().get("postbackDB")->putString("a", "b");
-    EXPECT_EQ(inspect(),
-              json::parse(R"({"pending": [], "documentDB": {}, "documents": {}, "queues": {}, "damaged": []})"));
+    EXPECT_EQ(inspect(), json::parse(R"({
+        "pending": [], "documentDB": {}, "documents": {}, "queues": {},
+        "ledger": {"documents": {"created": 0, "sent": 0, "retired": {}, "pending": 0}, "records": {}},
+        "damaged": []})"));
 }
 
 TEST_F(Inspection, OnlyUnreadRecordsAreShown) {
@@ -171,6 +176,14 @@ TEST_F(Inspection, TheTreeNamesEverything) {
               "queues (1)\n"
               "  click_S2 (1)\n"
               "    {\"name\":\"buy\"}\n"
+              "ledger\n"
+              "  documents (4 values)\n"
+              "    created: 1\n"
+              "    pending: 1\n"
+              "    retired: {}\n"
+              "    sent: 0\n"
+              "  records (1 values)\n"
+              "    click: {\"assembled\":0,\"damaged\":0,\"dropped\":{},\"pending\":1,\"recorded\":1,\"sent\":0}\n"
               "damaged (0)\n");
 }
 
