@@ -132,8 +132,9 @@ Result<void> QueueState::append(File& file, std::string_view bytes, LaterLines& 
     auto written = file.append(bytesOf(bytes));
     const bool areAllWritten = written.ok();
     if (written) written = syncFile(file);
+    if (written) failuresLogged_.erase("sync");
     if (written || takeBack(file, bytes, areAllWritten)) return written;
-    noteFailure("write", written.error(), lines);  // it stands in the file, only how safely is not known
+    noteFailure("sync", written.error(), lines);  // it stands in the file, only how safely is not known
     return {};
 }
 

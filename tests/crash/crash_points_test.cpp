@@ -108,11 +108,11 @@ class CrashPoints : public ::testing::Test {
         }
     }
 
-    /// Each different disk that a loss of power may leave of this one.
-    static std::vector<std::pair<std::string, DiskImage>> afterPowerLoss(const Moment& moment) {
+    /// Each different disk that a loss of power may leave of this one, in the full run of so many seeds.
+    static std::vector<std::pair<std::string, DiskImage>> afterPowerLoss(const Moment& moment, int seedsOfFullRun) {
         using Data = PowerLoss::Data;
         using Entries = PowerLoss::Entries;
-        const std::uint64_t seeds = isFullRun() ? 8 : 1;
+        const auto seeds = static_cast<std::size_t>(isFullRun() ? seedsOfFullRun : 1);
         std::vector<std::pair<std::string, DiskImage>> different;
         const auto add = [&](Entries entries, Data data, std::uint64_t seed) {
             auto image = moment.disk.afterPowerLoss({.entries = entries, .data = data, .seed = seed});
@@ -162,7 +162,8 @@ TEST_F(CrashPoints, TheDeathOfTheProcessLosesNothing) {
 TEST_F(CrashPoints, ALossOfPowerLosesNothingThatWasSynced) {
     forEachMoment(SyncPolicy::powerLoss, [&](const Situation& begin, const Moment& moment, const DiskStep*) {
         if (!isTried(/*oneIn=*/29)) return;
-        for (const auto& [how, left] : afterPowerLoss(moment)) restart(begin, moment, left, how, Promise::nothingLost);
+        for (const auto& [how, left] : afterPowerLoss(moment, /*seedsOfFullRun=*/8))
+            restart(begin, moment, left, how, Promise::nothingLost);
     });
     print("loss of power");
 }
@@ -170,7 +171,8 @@ TEST_F(CrashPoints, ALossOfPowerLosesNothingThatWasSynced) {
 TEST_F(CrashPoints, ALossOfPowerWithoutSyncingStopsNoApp) {
     forEachMoment(SyncPolicy::processExit, [&](const Situation& begin, const Moment& moment, const DiskStep*) {
         if (!isTried(/*oneIn=*/61)) return;
-        for (const auto& [how, left] : afterPowerLoss(moment)) restart(begin, moment, left, how, Promise::nothing);
+        for (const auto& [how, left] : afterPowerLoss(moment, /*seedsOfFullRun=*/2))
+            restart(begin, moment, left, how, Promise::nothing);
     });
     print("loss of power without syncing");
 }

@@ -30,15 +30,20 @@ const std::vector<FaultKind> faultKinds{
 
 enum class Duration { once, lasting };
 
+void PrintTo(Duration duration, std::ostream* out) { *out << (duration == Duration::once ? "once" : "lasting"); }
+
 class Faults : public ::testing::TestWithParam<std::tuple<std::size_t, Duration>> {
   protected:
     const FaultKind& kind() const { return faultKinds[std::get<0>(GetParam())]; }
     bool isLasting() const { return std::get<1>(GetParam()) == Duration::lasting; }
 
-    /// Of all calls, how many lie between those that are made to fail. Each kind begins with another.
-    std::size_t stride() const {
-        if (isFullRun()) return 1;
-        return isLasting() ? 521 : 257;
+    /// Whether this call is one of those that are made to fail. Each kind begins with another.
+    bool isTried(const std::string& call) {
+        const auto name = call.substr(0, call.find(' '));
+        const bool canFail = kind().isShortWrite ? name == "append" : name != "exists" && name != "isDeletable";
+        if (!canFail) return false;
+        const std::size_t stride = isLasting() ? 311 : 151;
+        return points_++ % stride == std::get<0>(GetParam()) * stride / faultKinds.size() || isFullRun();
     }
 
     DiskFault fault() const {
@@ -94,6 +99,7 @@ class Faults : public ::testing::TestWithParam<std::tuple<std::size_t, Duration>
         });
     }
 
+    std::size_t points_ = 0;  // calls that can fail so
     std::size_t runs_ = 0;
 };
 
@@ -104,26 +110,23 @@ std::string nameOf(const ::testing::TestParamInfo<std::tuple<std::size_t, Durati
 TEST_P(Faults, LoseNothingAndPassUnnoticed) {
     Situation situation;
     History before;
-    std::size_t points = 0;
-    auto number = 1 + std::get<0>(GetParam()) * stride() / faultKinds.size();
     for (const auto& one : scriptedLives()) {
         situation.time += one.pauseBefore;
         const auto calm = lived(situation, one.piece);
-        const auto calls = callsIn(calm);
-        for (; number <= calls; number += stride(), ++runs_) {
-            const auto trace =
-                "call " + std::to_string(number) + " of the life \"" + one.name + "\": " + callText(calm, number);
+        for (std::size_t number = 1; number <= callsIn(calm); ++number) {
+            const auto call = callText(calm, number);
+            if (!isTried(call)) continue;
+            ++runs_;
+            const auto trace = "call " + std::to_string(number) + " of the life \"" + one.name + "\": " + call;
             SCOPED_TRACE(trace);
             const auto faulty = livedWithFault(situation, one, number);
             expectNothingLost(situation, before, faulty);
         }
-        number -= calls;
-        points += calls;
         before.insert(before.end(), calm.begin(), calm.end());
         situation.disk = diskAfter(situation.disk, calm);
         goBeyond(situation, calm);
     }
-    std::cout << nameOf({GetParam(), 0}) << ": " << runs_ << " lives with a fault at one of " << points << " calls\n";
+    std::cout << nameOf({GetParam(), 0}) << ": of " << points_ << " calls that can fail so, " << runs_ << " did\n";
 }
 
 INSTANTIATE_TEST_SUITE_P(EachKind, Faults,

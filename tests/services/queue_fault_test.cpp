@@ -120,6 +120,16 @@ TEST_F(QueueFaults, ARecordThatCannotBeSyncedIsWrittenOnce) {
     EXPECT_THAT(drain("q"), ElementsAre(1, 2, 3));
 }
 
+TEST_F(QueueFaults, ADiskThatFailsFromTheSyncOnCostsOneLineForTheSyncAndOneForTheWrites) {
+    add("q", 1);
+    disk->failCall(4, std::errc::io_error, Duration::lasting);
+    for (int number = 2; number < 5; ++number) add("q", number);
+    disk->heal();
+    EXPECT_THAT(drain("q"), ElementsAre(1, 2, 3, 4));
+    EXPECT_THAT(storeLines(), ElementsAre("could not sync q.Harvelstone : Input/output error",
+                                          "could not write q.Harvelstone : Input/output error"));
+}
+
 /// Fails call 1, 2, 3, ... of what `check` does until it runs through.
 template <typename Check>
 int forEveryFault(FaultyFileSystem& disk, Check check) {
