@@ -74,14 +74,21 @@ void record(Life& life) {
 void send(Life& life) { call(life, Activity::pass, "send", &Analytics::send); }
 
 void setConsent(Life& life, bool granted) {
-    // A pass in between may see the one or the other: it is refused only from the end of a refusal on.
+    static std::size_t underWay = 0;
+    static std::size_t begun = 0;
+    bool isAlone = underWay++ == 0;
+    const auto number = ++begun;
     const auto tell = [&] {
         const Scheduler::KeepTurn keep;
         life.watch().setConsent(granted);
     };
+    // A pass in between may see the one or the other: it is refused only from the end of a refusal on, and of two calls
+    // that overlap either may be the last.
     if (granted) tell();
     call(life, Activity::other, granted ? "consent" : "no consent", [&] { Analytics::setConsent(granted); });
-    if (!granted) tell();
+    --underWay;
+    isAlone = isAlone && number == begun;
+    if (!granted && isAlone) tell();
 }
 
 void setOnline(Life& life, bool online) {
