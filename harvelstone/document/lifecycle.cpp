@@ -53,9 +53,13 @@ bool restoreNames() {
         return false;
     }
     Dictionary stored;
-    for (const auto key : {std::string_view(*DOCUMENT_TARGET_NAME), ledgerKey})
-        if (auto value = (*documentDB)->get(key)) stored.emplace(key, *std::move(value));
-    const bool wasStored = storedDocumentNames(**documentDB).has_value();
+    bool wasStored = false;
+    // In one step: what can be read only after this comes into the list by itself, and is not to be replaced then.
+    if ((*documentDB)->load()) {
+        for (const auto key : {std::string_view(*DOCUMENT_TARGET_NAME), ledgerKey})
+            if (auto value = (*documentDB)->get(key)) stored.emplace(key, *std::move(value));
+        wasStored = storedDocumentNames(**documentDB).has_value();
+    }
     // The line's words do not fit the branch: it says "zero" whenever there is a list. Kept so on purpose.
     if (wasStored) BSDebugger::log("DEBUG_HARVELSTONE_CONFIG : documentDB->DOCUMENT_TARGET_NAME size is zero. ");
     const auto names = documentNamesIn(stored);

@@ -1,4 +1,7 @@
+#include <cstddef>
 #include <fstream>
+#include <limits>
+#include <vector>
 
 #include "tests/support/FaultyFileSystem.hpp"
 #include "tests/transmit/SendingTest.hpp"
@@ -15,10 +18,14 @@ using ::testing::SizeIs;
 class LockedFiles final : public FaultyFileSystem {
   public:
     std::vector<std::string> locked;
+    std::size_t refusals = std::numeric_limits<std::size_t>::max();  // then they are unlocked
 
     platform::Result<std::unique_ptr<platform::File>> open(const std::string& path, platform::OpenMode mode) override {
         for (const auto& name : locked)
-            if (path.ends_with("/" + name + ".Harvelstone")) return std::make_error_code(std::errc::permission_denied);
+            if (path.ends_with("/" + name + ".Harvelstone") && refusals > 0) {
+                --refusals;
+                return std::make_error_code(std::errc::permission_denied);
+            }
         return FaultyFileSystem::open(path, mode);
     }
 };
@@ -95,6 +102,30 @@ TEST_F(UnreadableMap, ThePendingListOfEarlierLivesComesBackInFront) {
         DocumentManager::sharedInstance().sendDocument();
         EXPECT_THAT(machine.http->requests, SizeIs(1));
     });
+}
+
+TEST_F(UnreadableMap, TheListComesBackAtWhicheverCallOfTheStartItCanBeRead) {
+    constexpr std::size_t callsOfAStart = 12;
+    for (std::size_t refusals = 1; refusals <= callsOfAStart; ++refusals) {
+        SCOPED_TRACE(refusals);
+        const auto before = idsOnDiskNow();
+        life([&] {
+            Machine machine(documents_.path());
+            const auto disk = std::make_shared<LockedFiles>();
+            disk->locked = {"DocumentDB"};
+            disk->refusals = refusals;
+            machine.setFileSystem(disk);
+            machine.clock->advance(60.0 * static_cast<double>(refusals));
+            configureApp();
+            DocumentManager::sharedInstance();
+            disk->refusals = 0;
+            (*documentDB)->putInt("anything", 1);
+            EXPECT_EQ(idsOnDiskNow(), pendingIds());
+        });
+        const auto after = idsOnDiskNow();
+        ASSERT_EQ(after.size(), before.size() + 1);
+        EXPECT_EQ(std::vector(after.begin(), after.end() - 1), before);
+    }
 }
 
 TEST_F(UnreadableMap, TheListComesBackWhenADocumentIsMadeJustThen) {
