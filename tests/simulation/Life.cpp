@@ -150,7 +150,9 @@ void Life::settle() {
     watch_.looked();
     if (watch_.pending().size() != 1)
         watch_.violation(fmt::format("{} documents are left when all should be sent", watch_.pending().size()));
-    for (const auto& violation : accountViolations(watch_.allFacts(), disk_->image())) watch_.violation(violation);
+    const auto ledger = Analytics::ledger();
+    for (const auto& violation : accountViolations(watch_.allFacts(), disk_->image(), ledger))
+        watch_.violation(violation);
 }
 
 Legacy Life::legacy(DiskImage disk, const char* how) {

@@ -9,6 +9,7 @@
 #include <set>
 #include <span>
 
+#include "harvelstone/document/RecordKind.hpp"
 #include "harvelstone/services/StaticValues.hpp"
 #include "harvelstone/services/queue_scan.hpp"
 
@@ -47,10 +48,11 @@ class Account {
         }
     }
 
-    std::vector<std::string> violations() {
+    std::vector<std::string> violations(const Ledger& ledger) {
         for (const auto& [number, record] : records_) judge(number, record);
         for (const auto& [id, document] : documents_) judge(id, document);
-        judgeLedger();
+        judgeStoredLedger();
+        judgeRecords(ledger);
         return violations_;
     }
 
@@ -93,6 +95,9 @@ class Account {
                 break;
             case What::removed:
                 removed_.insert(fact.text);
+                break;
+            case What::ended:
+                hasLostPower_ = hasLostPower_ || fact.text == "power lost";
                 break;
             default:
                 break;
@@ -160,7 +165,7 @@ class Account {
 
     /// The stored account of documents: whole in itself, and no other than what was seen. A retirement that a crash
     /// undid is not in it, and comes again.
-    void judgeLedger() {
+    void judgeStoredLedger() {
         const auto ledger = ledgerOn(end_);
         std::int64_t settled = static_cast<std::int64_t>(pendingOn(end_).size());
         for (const auto& [fate, count] : ledger.retired) settled += count;
@@ -189,19 +194,44 @@ class Account {
                                                   count.inLedger, fate, count.least, count.most + untold));
     }
 
+    /// Of each kind: recorded is sent, dropped, pending and damaged. It is what the host has recorded, but for what a
+    /// crash left undone; a loss of power brings back files that had been deleted and counted.
+    void judgeRecords(const Ledger& ledger) {
+        if (!ledger.balances()) violations_.push_back("the ledger does not balance");
+        if (hasEverFailed_ || hasLostPower_) return;
+        std::map<std::string, std::uint64_t> begun;
+        std::map<std::string, std::uint64_t> acknowledged;
+        for (const auto& [number, record] : records_) {
+            ++begun[record.queue];
+            if (record.acknowledgedAt) ++acknowledged[record.queue];
+        }
+        for (const auto kind : allRecordKinds) {
+            const auto& queue = queuePrefix(kind);
+            const auto recorded = ledger.records.at(std::string(recordKindName(kind))).recorded;
+            const bool comesFromProgressToo = kind == RecordKind::page;
+            // How many were in a file goes with the process that has just cut it to nothing: there is no such moment
+            // for those that are never moved.
+            const auto least = sectionsByQueue().contains(queue) ? 0 : acknowledged[queue];
+            if (recorded < least || (recorded > begun[queue] && !comesFromProgressToo))
+                violations_.push_back(fmt::format("the ledger counts {} records of {}; {} were begun, {} acknowledged",
+                                                  recorded, queue, begun[queue], acknowledged[queue]));
+        }
+    }
+
     const DiskImage& end_;
     std::map<std::int64_t, Record> records_;
     std::map<std::string, Document> documents_;
     std::set<std::string> removed_;
     bool hasFailed_ = false;  // in the life at hand
     bool hasEverFailed_ = false;
+    bool hasLostPower_ = false;
     std::vector<std::string> violations_;
 };
 
 }  // namespace
 
-std::vector<std::string> accountViolations(const Facts& facts, const DiskImage& end) {
-    return Account(facts, end).violations();
+std::vector<std::string> accountViolations(const Facts& facts, const DiskImage& end, const Ledger& ledger) {
+    return Account(facts, end).violations(ledger);
 }
 
 }  // namespace harvelstone::testing
