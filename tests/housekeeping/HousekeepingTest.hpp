@@ -68,6 +68,11 @@ class HousekeepingTest : public DocumentTest {
         machine.log->clear();
     }
 
+    void TearDown() override {
+        files->onList = nullptr;
+        DocumentTest::TearDown();
+    }
+
     void put(const std::string& name, double ageInHours = 0) {
         machine.writeFile(name, "x");
         machine.setFileAge(name, ageInHours * secondsOfAnHour);

@@ -75,8 +75,7 @@ class HookedClock final : public platform::Clock {
     std::function<double()> reading_;
 };
 
-/// Whatever a test has done, every document and record must be accounted for. Files that the test broke are whole
-/// again.
+/// Whatever a test has done, and still does on its threads, every document and record is accounted for.
 void expectLedgerBalances();
 
 /// A fresh installation on a faked machine.
