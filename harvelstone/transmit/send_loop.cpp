@@ -200,6 +200,9 @@ class DocumentManager::SendRun {
             return retireExpired();
         if (!document->has(StaticValues::RETRY_COUNT())) {
             document = assembled(manager_, std::move(document), documentId_);
+            // Consumed on disk before the list is stored: if this pass retires the document, the ledger counts what it
+            // holds, and must not find it unread in its queues, too.
+            StorageBatch().commit();
         } else if (isExhausted(*document)) {
             BSDebugger::log(
                 fmt::format("DEBUG_HARVELSTONE_JSON : this document retry count is more than 3. {}", documentId_));

@@ -1,8 +1,7 @@
 // The records' part of the ledger: what becomes of every record, over deletions, damage, restarts and kills.
 
-#include <algorithm>
 #include <fstream>
-#include <iterator>
+#include <functional>
 #include <string>
 
 #include "harvelstone/document/current_ledger.hpp"
@@ -213,12 +212,14 @@ TEST_F(RecordLedger, KeepsWhatAFailedDeletionLeaves) {
 }
 
 class RecordLedgerAcrossLives : public ::testing::Test {
-  protected:
+  public:
     static void start() {
         configureApp();
         DocumentManager::sharedInstance();
         endHold();
     }
+
+  protected:
     static void addGoal() { QueueFile(StaticValues::GOAL_FILE_PREFIX() + pendingIds().front()).add({{"number", 1}}); }
     static void addEvent() { QueueFile(StaticValues::EVENT_FILE_PREFIX() + pendingIds().front()).add({{"name", "a"}}); }
 
@@ -277,55 +278,78 @@ TEST_F(RecordLedgerAcrossLives, CountsOnceWhatADeletionCountedThatNeverHappened)
 
 constexpr std::uint64_t goalsOfTheLife = 3;
 
+void addTo(const std::string& queue) { QueueFile(queue).add({{"number", 1}}); }
+
 /// A document with goals is sent and removed; one more comes behind, and an event is pruned.
 void sendRemoveAndPrune(const Machine& machine) {
     machine.clock->advance(1);  // so that the document made next is another one
     const auto id = pendingIds().front();
-    const auto add = [&](const std::string& prefix) { QueueFile(prefix + id).add({{"number", 1}}); };
-    add(StaticValues::GOAL_FILE_PREFIX());
-    add(StaticValues::GOAL_FILE_PREFIX());
-    add(StaticValues::EVENT_FILE_PREFIX());
+    addTo("goal_" + id);
+    addTo("goal_" + id);
+    addTo("event_" + id);
     machine.setFileAge("event_" + id + ".Harvelstone", 5 * 60 * 60);
     DocumentManager::sharedInstance().sendDocument();
-    add(StaticValues::GOAL_FILE_PREFIX());
+    addTo("goal_" + id);
     machine.http->answer("{}");
     machine.mainQueue->advance(1);
 }
 
-TEST_F(RecordLedgerAcrossLives, DoublesNothingAtAKillAtAnyCall) {
+/// A pass fills a document and retires it at once.
+void fillAndDrop(const Machine& machine) {
+    machine.clock->advance(1);
+    for (std::uint64_t number = 0; number < goalsOfTheLife; ++number) addTo("goal_" + pendingIds().front());
+    addTo("event_" + pendingIds().front());
+    Tracker::sharedInstance().FLAG_OF_TrafficLimitExceeded = true;
+    DocumentManager::sharedInstance().sendDocument();
+    machine.mainQueue->advance(1);
+}
+
+/// How many file calls it makes; with a point, it is killed at that one.
+std::size_t liveUntil(const std::string& folder, std::size_t point, const std::function<void(const Machine&)>& deeds) {
+    const auto piece = [&] {
+        Machine machine(folder);
+        const auto disk = std::make_shared<FaultyFileSystem>();
+        machine.setFileSystem(disk);
+        RecordLedgerAcrossLives::start();
+        disk->clear();
+        disk->beforeCall = [&](std::size_t call) {
+            if (call == point) dieHere();
+        };
+        deeds(machine);
+        machine.writeFile("calls", std::to_string(disk->calls().size()));
+    };
+    point == 0 ? life(piece) : lifeUntilKilled(piece);
+    std::size_t calls = 0;
+    std::ifstream(folder + "/harvelstone/calls") >> calls;
+    return calls;
+}
+
+/// Whatever the point, the next life counts no record twice.
+void expectNothingDoubled(const std::function<void(const Machine&)>& deeds) {
     std::size_t calls = 1;
     for (std::size_t point = 0; point <= calls; ++point) {
         SCOPED_TRACE("killed at call " + std::to_string(point));
         const TemporaryFolder folder;
-        const auto piece = [&] {
-            Machine machine(folder.path());
-            const auto disk = std::make_shared<FaultyFileSystem>();
-            machine.setFileSystem(disk);
-            start();
-            disk->clear();
-            disk->beforeCall = [&](std::size_t call) {
-                if (call == point) dieHere();
-            };
-            sendRemoveAndPrune(machine);
-            machine.writeFile("calls", std::to_string(disk->calls().size()));
-        };
-        point == 0 ? life(piece) : lifeUntilKilled(piece);  // the first round only counts
+        const auto counted = liveUntil(folder.path(), point, deeds);
+        if (point == 0) calls = counted;
         life([&] {
             const Machine machine(folder.path());
             machine.clock->advance(60);
-            start();
+            RecordLedgerAcrossLives::start();
             EXPECT_TRUE(currentLedger().balances());
             EXPECT_LE(records("goal").recorded, goalsOfTheLife);
             EXPECT_LE(records("event").recorded, 1U);
             EXPECT_TRUE(point > 0 || records("goal").recorded == goalsOfTheLife);
         });
-        if (point == 0) {
-            std::ifstream file(folder.path() + "/harvelstone/calls");
-            file >> calls;
-        }
     }
     EXPECT_GT(calls, 30U);
-    RecordProperty("points", static_cast<int>(calls));
+    ::testing::Test::RecordProperty("points", static_cast<int>(calls));
+}
+
+TEST_F(RecordLedgerAcrossLives, DoublesNothingAtAKillAtAnyCall) { expectNothingDoubled(sendRemoveAndPrune); }
+
+TEST_F(RecordLedgerAcrossLives, DoublesNothingAtAKillInAPassThatRetiresWhatItFills) {
+    expectNothingDoubled(fillAndDrop);
 }
 
 }  // namespace
