@@ -34,6 +34,8 @@ std::size_t lost(const std::vector<std::string>& before, const std::vector<std::
 
 /// The list that is restored holds what earlier lives have settled, in the order of creation.
 void Watch::startsWith(const DiskImage& disk) {
+    // A loss of power brings back what had been removed.
+    std::erase_if(removed_, [&](const std::string& name) { return disk.files.contains(storedPath(name)); });
     pending_ = pendingOn(disk);
     const std::set<std::string> listed(pending_.begin(), pending_.end());
     std::set<std::string> left;
