@@ -144,7 +144,8 @@ std::error_code WorkerThreads::Crew::makeThread(Roster& roster) {
     }
 }
 
-void WorkerThreads::Crew::work() {
+// GCC binds the reference to a forced unwind, which is no object, to null.
+__attribute__((no_sanitize("null"))) void WorkerThreads::Crew::work() {
     pthread_setname_np(pthread_self(), "harvelstone");
     while (const auto queue = nextQueue()) {
         try {
