@@ -68,7 +68,7 @@ class Source {
     Number taken() {
         Number number{};
         const auto count = std::min(sizeof number, rest_.size());
-        std::memcpy(&number, rest_.data(), count);
+        rest_.copy(reinterpret_cast<char*>(&number), count);
         rest_.remove_prefix(count);
         return number;
     }
