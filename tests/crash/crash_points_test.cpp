@@ -10,7 +10,7 @@
 
 #include "tests/crash/Guarantees.hpp"
 #include "tests/crash/Script.hpp"
-#include "tests/crash/full_run.hpp"
+#include "tests/crash/sample.hpp"
 
 namespace harvelstone::testing {
 namespace {
@@ -66,7 +66,7 @@ class CrashPoints : public ::testing::Test {
     /// Whether this state of the disk is one of those to be tried.
     bool isTried(std::size_t oneIn) {
         ++states_;
-        const bool isIt = isFullRun() || states_ % oneIn == 0;
+        const bool isIt = states_ % sampleStride(oneIn) == 0;
         if (isIt) ++tried_;
         return isIt;
     }

@@ -11,7 +11,7 @@
 
 #include "tests/crash/Guarantees.hpp"
 #include "tests/crash/Script.hpp"
-#include "tests/crash/full_run.hpp"
+#include "tests/crash/sample.hpp"
 
 namespace harvelstone::testing {
 namespace {
@@ -42,8 +42,8 @@ class Faults : public ::testing::TestWithParam<std::tuple<std::size_t, Duration>
         const auto name = call.substr(0, call.find(' '));
         const bool canFail = kind().isShortWrite ? name == "append" : name != "exists" && name != "isDeletable";
         if (!canFail) return false;
-        const std::size_t stride = isLasting() ? 311 : 151;
-        return points_++ % stride == std::get<0>(GetParam()) * stride / faultKinds.size() || isFullRun();
+        const auto stride = sampleStride(isLasting() ? 311 : 151);
+        return points_++ % stride == std::get<0>(GetParam()) * stride / faultKinds.size();
     }
 
     DiskFault fault() const {
