@@ -14,7 +14,8 @@ declare -A packages_of=(
     [lint]="clang clang-format clang-tidy"
     [check]="python3 git"
     [coverage]="gcovr"
-    [bench]="libbenchmark-dev"
+    # strace, binutils: system calls and sizes are counted, too.
+    [bench]="libbenchmark-dev libsqlite3-dev libleveldb-dev strace binutils python3"
     # libclang-rt: libFuzzer and the sanitizers of clang.
     [fuzz]="clang libclang-rt-dev"
 )

@@ -1,0 +1,12 @@
+#pragma once
+
+/// The rows of the comparison. Each function registers the sides of one; scripts/benchmarks/rows.py says what they are
+/// compared with and which ratio is aimed at.
+namespace harvelstone::bench {
+
+void addRecordRow();
+void addUnsyncedRecordRow();
+void addDrainRow();
+void addVisitRow();
+
+}  // namespace harvelstone::bench
