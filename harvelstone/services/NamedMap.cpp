@@ -1,5 +1,5 @@
 // Named maps: look-ups, puts, and the commit that writes a map's file. Reads and writes "NAME.Harvelstone", writes
-// "NAME.tmp-Harvelstone" on the way, sets damaged files aside. Any thread.
+// "NAME.tmp-<own>-Harvelstone" on the way, sets damaged files aside. Any thread.
 
 #include "harvelstone/services/NamedMap.hpp"
 
@@ -35,14 +35,16 @@ Dictionary firstValues(const std::string& name) {
     return contents ? std::move(contents->values) : Dictionary();
 }
 
-/// Opens the file that a commit writes, making the folder when it is gone, and room when something else has its name.
+/// Makes the file that a commit writes, and before it the folder when that is gone. What has its name is removed and
+/// never written into: it may be a link to something of somebody else's.
 Result<std::unique_ptr<platform::File>> openTemporary(const std::string& path, LaterLines& lines) {
     auto& fileSystem = *Platform::current().fileSystem;
-    auto file = fileSystem.open(path, OpenMode::Replace);
+    auto file = fileSystem.open(path, OpenMode::Create);
     if (file) return file;
-    const bool mayHelp =
-        isMissing(file.error()) ? ensureStorageFolder(lines) : isNoFile(file.error()) && fileSystem.remove(path).ok();
-    return mayHelp ? fileSystem.open(path, OpenMode::Replace) : std::move(file);
+    const bool mayHelp = isMissing(file.error())
+                             ? ensureStorageFolder(lines)
+                             : file.error() == std::errc::file_exists && fileSystem.remove(path).ok();
+    return mayHelp ? fileSystem.open(path, OpenMode::Create) : std::move(file);
 }
 
 /// Renames the file that a commit wrote; what stands in its way and is no file is set aside.
@@ -226,7 +228,7 @@ Result<void> NamedMap::writeFile(std::string_view text, LaterLines& lines) const
     if (text.size() > map_format::longestFile) return std::make_error_code(std::errc::file_too_large);
     const auto temporaryPath = temporaryFilePath(name_);
     auto written = writeAndRename(temporaryPath, name_, text, lines);
-    // Gives the space back; a file that stays is overwritten by the next commit.
+    // Gives the space back; a file that stays is removed by the next commit.
     if (!written) static_cast<void>(Platform::current().fileSystem->remove(temporaryPath));
     return written;
 }

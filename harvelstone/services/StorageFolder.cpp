@@ -28,7 +28,7 @@ using platform::SyncPolicy;
 namespace {
 
 constexpr std::string_view corruptMark = ".corrupt-";
-constexpr std::string_view temporaryEnding = ".tmp-";
+constexpr std::string_view temporaryMark = ".tmp-";
 constexpr std::string_view forkedStart = "forked-";
 
 constexpr std::array<std::string_view, 6> longLivedStores{
@@ -83,6 +83,13 @@ struct FolderChanges {
     std::atomic<bool> hasFailed = false;
 };
 constinit platform::PerProcess<FolderChanges> folderChanges;
+
+/// What tells the temporary files of this process from those of others that commit the same map: the random part of a
+/// UUID that a name of the longest kind has room for.
+struct OwnPart {
+    const std::string text = Platform::current().device->uuidText().substr(0, 18);
+};
+constinit platform::PerProcess<OwnPart> ownPart;
 
 std::atomic<bool> folderFailureLogged = false;
 
@@ -143,7 +150,7 @@ std::string_view storedName(std::string_view fileName) {
 }
 
 std::string temporaryFilePath(std::string_view name) {
-    return pathTo(fmt::format("{}{}{}", name, temporaryEnding, FILE_SUFFIX));
+    return pathTo(fmt::format("{}{}{}-{}", name, temporaryMark, ownPart->text, FILE_SUFFIX));
 }
 
 std::string corruptFilePath(std::string_view name, double secondsSince1970) {

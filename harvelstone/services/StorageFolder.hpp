@@ -45,8 +45,9 @@ bool canBeStored(std::string_view name);
 /// The inverse of `storedFileName`: "NAME" from "NAME.Harvelstone", "" from every other text.
 std::string_view storedName(std::string_view fileName);
 
-/// "NAME.tmp-Harvelstone": what a commit writes before it renames. No map and no queue can have a file of this name,
-/// since it lacks the point before the suffix; pruning still collects one that a crash left.
+/// "NAME.tmp-<own>-Harvelstone": what a commit writes before it renames. No other process writes a file of this name,
+/// and no map and no queue can have one, since it lacks the point before the suffix; pruning still collects one that a
+/// crash left.
 std::string temporaryFilePath(std::string_view name);
 
 /// "NAME.corrupt-<whole seconds>.Harvelstone": what a file that cannot be read is set aside as.

@@ -105,6 +105,18 @@ TEST_F(OldestFilePruning, ANameThatOnlyResemblesALongLivedStoreIsNoExemption) {
     }
 }
 
+TEST_F(OldestFilePruning, WhatAProcessWasCommittingWhenItDiedGoesLikeAnyOther) {
+    for (const auto* map : {"DocumentDB", "A_1.000000"}) {
+        const auto name = temporaryFilePath(map).substr(machine.folder.size());
+        put(name, 3);
+        prune();
+        EXPECT_TRUE(isThere(name)) << name;
+        put(name, 4);
+        prune();
+        EXPECT_FALSE(isThere(name)) << name;
+    }
+}
+
 TEST_F(OldestFilePruning, OnlyTheSuffixWithoutItsPointCounts) {
     put("noteHarvelstone", 5);
     put("note.Harvelstone.bak", 500);

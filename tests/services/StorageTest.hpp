@@ -55,6 +55,11 @@ class StorageTest : public ::testing::Test {
         return static_cast<int>(integerValue(findValue(popped, "number")));
     }
 
+    /// Of the file that a commit of the map by this process writes.
+    static std::string temporaryName(const std::string& map) {
+        return temporaryFilePath(map).substr(storageFolder().size());
+    }
+
     /// The lines of the store, without their tag.
     std::vector<std::string> storeLines() const {
         const std::string tag = "DEBUG_HARVELSTONE_STORE : ";

@@ -109,12 +109,20 @@ TEST_F(HostileFolder, InPlaceOfAMapThatIsInUseIsReplacedOrSetAside) {
 
 TEST_F(HostileFolder, InPlaceOfATemporaryFileIsRemovedAndNeverWrittenThrough) {
     forEachIntruder([&](const Intruder& intruder, const std::string& name) {
-        intruder.place(path(name + ".tmp-Harvelstone"));
+        intruder.place(temporaryFilePath(name));
         map(name)->putInt("number", 1);
         EXPECT_EQ(machine.readFile(name + ".Harvelstone"), "{\"number\":1}");
-        EXPECT_FALSE(fs::exists(fs::symlink_status(path(name + ".tmp-Harvelstone"))));
+        EXPECT_FALSE(fs::exists(fs::symlink_status(temporaryFilePath(name))));
         EXPECT_THAT(storeLines(), IsEmpty());
     });
+}
+
+TEST_F(HostileFolder, AHardLinkInPlaceOfATemporaryFileIsRemovedAndNeverWrittenThrough) {
+    fs::create_hard_link(outside() + "/file", temporaryFilePath("A"));
+    map("A")->putInt("number", 1);
+    EXPECT_EQ(machine.readFile("A.Harvelstone"), "{\"number\":1}");
+    EXPECT_EQ(fs::hard_link_count(outside() + "/file"), 1U);
+    expectOutsideUntouched();
 }
 
 TEST_F(HostileFolder, InPlaceOfAQueueIsSetAsideByAnAdd) {

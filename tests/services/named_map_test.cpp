@@ -173,9 +173,9 @@ TEST_F(NamedMapTest, CommitsWithOneWriteOneSyncOneRenameAndOneSyncOfTheFolder) {
     map("m")->putInt("a", 1);
     disk->clear();
     map("m")->putInt("a", 2);
-    EXPECT_THAT(disk->calls(),
-                ElementsAre("open m.tmp-Harvelstone", "append m.tmp-Harvelstone", "sync m.tmp-Harvelstone",
-                            "rename m.tmp-Harvelstone m.Harvelstone", "syncFolder"));
+    const auto temporary = temporaryName("m");
+    EXPECT_THAT(disk->calls(), ElementsAre("open " + temporary, "append " + temporary, "sync " + temporary,
+                                           "rename " + temporary + " m.Harvelstone", "syncFolder"));
 }
 
 TEST_F(NamedMapTest, SyncsNothingWhenOnlyTheProcessMayEnd) {
@@ -191,8 +191,8 @@ TEST_F(NamedMapTest, LeavesNoTemporaryFile) {
     EXPECT_THAT(machine.storedFiles(), ElementsAre("m.Harvelstone"));
 }
 
-TEST_F(NamedMapTest, OverwritesATemporaryFileThatACrashLeft) {
-    machine.writeFile("m.tmp-Harvelstone", "half a commi");
+TEST_F(NamedMapTest, ReplacesATemporaryFileThatWasLeft) {
+    machine.writeFile(temporaryName("m"), "half a commi");
     map("m")->putInt("a", 1);
     EXPECT_EQ(machine.readFile("m.Harvelstone"), R"({"a":1})");
     EXPECT_THAT(machine.storedFiles(), ElementsAre("m.Harvelstone"));

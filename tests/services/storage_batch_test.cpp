@@ -129,7 +129,7 @@ TEST_F(StorageBatchTest, ConsumesOnDiskOnlyAfterEveryMapIsOnDisk) {
         return std::find(calls.begin(), calls.end(), call) - calls.begin();
     };
     EXPECT_THAT(commits(), ElementsAre("document", "other"));
-    EXPECT_LT(placeOf("rename other.tmp-Harvelstone other.Harvelstone"), placeOf("syncFolder"));
+    EXPECT_LT(placeOf("rename " + temporaryName("other") + " other.Harvelstone"), placeOf("syncFolder"));
     EXPECT_LT(placeOf("syncFolder"), placeOf("truncate q.Harvelstone"));
     EXPECT_LT(placeOf("truncate q.Harvelstone"), placeOf("sync q.Harvelstone"));
     EXPECT_LT(placeOf("sync q.Harvelstone"), std::ssize(calls));

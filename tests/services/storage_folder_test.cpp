@@ -39,14 +39,27 @@ TEST_F(StorageFolder, FindsTheNameInAStoredFileName) {
     EXPECT_EQ(storedName("DocumentDB.Harvelstone"), "DocumentDB");
     EXPECT_EQ(storedName("a.b.Harvelstone"), "a.b");
     for (const auto* other : {"", "Harvelstone", ".Harvelstone", "aHarvelstone", "a.harvelstone", "a.Harvelstone ",
-                              "a.Harvelstone.bak", "DocumentDB.tmp-Harvelstone"})
+                              "a.Harvelstone.bak", "DocumentDB.tmp-6F9619FF-8B86-4011-Harvelstone"})
         EXPECT_EQ(storedName(other), "") << other;
 }
 
 TEST_F(StorageFolder, TemporaryFileCanBelongToNoMapButIsFoundByItsEnding) {
     const auto path = temporaryFilePath("DocumentDB");
-    EXPECT_EQ(path, storageFolder() + "DocumentDB.tmp-Harvelstone");
+    EXPECT_EQ(path, storageFolder() + "DocumentDB.tmp-00000001-0000-4000-Harvelstone");
     EXPECT_TRUE(path.ends_with(FILE_SUFFIX));
+}
+
+TEST_F(StorageFolder, TemporaryFileIsTheSameForEachCommitOfAProcessAndAnotherForEachProcess) {
+    const auto path = temporaryFilePath("A");
+    EXPECT_EQ(temporaryFilePath("A"), path);
+    life([&] { EXPECT_NE(temporaryFilePath("A"), path); });
+}
+
+TEST_F(StorageFolder, LongestNameFitsWithEveryEnding) {
+    constexpr std::size_t longestFileName = 255;
+    const std::string name(longestStoredName, 'n');
+    for (const auto& path : {storedFilePath(name), temporaryFilePath(name), corruptFilePath(name, 1e10)})
+        EXPECT_LE(path.size() - storageFolder().size(), longestFileName) << path;
 }
 
 TEST_F(StorageFolder, FindsTheOwnerInACorruptFileName) {

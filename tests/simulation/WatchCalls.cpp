@@ -105,7 +105,7 @@ void Watch::dated(const std::string& path, double date) { running().dates[path] 
 
 void Watch::removing(const std::string& path) {
     const auto name = fileNameOf(path);
-    if (name.ends_with(".tmp-Harvelstone")) return;
+    if (name.find(".tmp-") != std::string::npos) return;
     if (longLivedFiles().contains(name)) return violation(name + " is deleted");
     const auto disk = disk_.image();
     const auto file = disk.files.find(path);
