@@ -16,7 +16,7 @@ class MapOfTwoProcesses : public StorageTest {
   protected:
     /// Commits the map again and again; how often its file was not whole afterwards.
     static int commitOften(const std::string& key) {
-        constexpr int rounds = 1500;
+        constexpr int rounds = 300;
         int torn = 0;
         for (int round = 0; round < rounds; ++round) {
             map("m")->putString(key, std::string(1 + static_cast<std::size_t>(round) % 100, 'x'));

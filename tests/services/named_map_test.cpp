@@ -348,6 +348,7 @@ TEST_F(NamedMapTest, HoldsTheOldOrTheNewStateWhereverItIsKilled) {
     for (std::size_t number = 1; wasKilled; ++number) {
         ASSERT_LT(number, 100U);
         machine.writeFile("m.Harvelstone", R"({"a":1})");
+        machine.device->uuidText();  // the faked device begins its count afresh in each life
         const auto piece = [&] {
             disk->clear();
             disk->beforeCall = [&](std::size_t call) {
