@@ -1,10 +1,14 @@
 #include <algorithm>
+#include <array>
 #include <chrono>
+#include <iterator>
 #include <sstream>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
+#include "harvelstone/platform/Fork.hpp"
 #include "harvelstone/services/PendingFrames.hpp"
 #include "harvelstone/services/queue_format.hpp"
 
@@ -18,6 +22,7 @@ namespace {
 using std::chrono::steady_clock;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 class QueueLock : public StorageTest {
   protected:
@@ -91,34 +96,58 @@ TEST_F(QueueLock, TakenByTwoProcessesInDifferentOrderEndsBothWaits) {
     EXPECT_EQ(popNumber("b"), 1);
 }
 
+/// Returns once the process at the other end of the pair of sockets has come here, too.
+void meetAt(int end) {
+    char byte = 'x';
+    EXPECT_EQ(send(end, &byte, 1, MSG_NOSIGNAL), 1);
+    EXPECT_EQ(recv(end, &byte, 1, 0), 1);
+}
+
 /// Two processes drain the same two queues, each beginning with the other one's second.
-TEST_F(QueueLock, DrainedInDifferentOrderByTwoProcessesLosesAndDoublesNothing) {
-    TestPlatform::setSyncPolicy(platform::SyncPolicy::processExit);
-    constexpr int rounds = 60;
-    addAll("a", 0, rounds - 1);
-    addAll("b", rounds, 2 * rounds - 1);
-    const auto drainBoth = [](const std::string& first, const std::string& second) {
+class QueuesOfTwoProcesses : public QueueLock {
+  protected:
+    static constexpr int rounds = 60;
+
+    /// What this process gets. After the first round it waits for the other one, so that both get something.
+    static std::vector<int> drainBoth(const std::array<const char*, 2>& queues, int endToMeetAt) {
         std::vector<int> numbers;
         for (int round = 0; round < rounds; ++round) {
-            const StorageBatch scope;
-            for (const auto& queue : {first, second})
-                if (const int number = popNumber(queue); number >= 0) numbers.push_back(number);
+            {
+                const StorageBatch scope;
+                for (const auto* queue : queues)
+                    if (const int number = popNumber(queue); number >= 0) numbers.push_back(number);
+            }
+            if (round == 0) meetAt(endToMeetAt);
         }
         return numbers;
-    };
-    const auto child = fork();
-    if (child == 0) {
-        std::string text;
-        for (const int number : drainBoth("b", "a")) text += std::to_string(number) + "\n";
-        machine.writeFile("popped", text);
-        _exit(0);
     }
-    auto all = drainBoth("a", "b");
+};
+
+TEST_F(QueuesOfTwoProcesses, DrainedInDifferentOrderLoseAndDoubleNothing) {
+    TestPlatform::setSyncPolicy(platform::SyncPolicy::processExit);
+    addAll("a", 0, rounds - 1);
+    addAll("b", rounds, 2 * rounds - 1);
+    std::array<int, 2> ends{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+    const auto child = fork();
+    close(ends[child == 0 ? 0 : 1]);
+    if (child == 0) {
+        platform::takeOverFromParent();  // else it works in a folder of its own
+        std::string text;
+        for (const int number : drainBoth({"b", "a"}, ends[1])) text += std::to_string(number) + "\n";
+        machine.writeFile("popped", text);
+        _exit(HasFailure() ? 1 : 0);
+    }
+    auto all = drainBoth({"a", "b"}, ends[0]);
+    close(ends[0]);
+    EXPECT_THAT(all, Not(IsEmpty()));
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_EQ(status, 0);
     std::istringstream popped(machine.readFile("popped"));
-    for (int number = 0; popped >> number;) all.push_back(number);
+    const std::vector<int> childs{std::istream_iterator<int>(popped), {}};
+    EXPECT_THAT(childs, Not(IsEmpty()));
+    all.insert(all.end(), childs.begin(), childs.end());
     for (const auto* queue : {"a", "b"})
         for (const int number : drain(queue)) all.push_back(number);
     std::sort(all.begin(), all.end());
