@@ -3,6 +3,7 @@
 #include <functional>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -41,7 +42,7 @@ class HostileFolder : public StorageTest {
         std::function<void(const std::string& path)> place;
     };
     std::vector<Intruder> intruders() const {
-        return {
+        std::vector<Intruder> all{
             {"a link to a file", [this](auto& path) { fs::create_symlink(outside() + "/file", path); }},
             {"a link to a folder", [this](auto& path) { fs::create_symlink(outside() + "/folder", path); }},
             {"a link that leads nowhere", [this](auto& path) { fs::create_symlink(outside() + "/none", path); }},
@@ -54,6 +55,10 @@ class HostileFolder : public StorageTest {
             {"a pipe", [](auto& path) { ASSERT_EQ(mkfifo(path.c_str(), 0600), 0); }},
             {"a socket", &listenAt},
         };
+        const auto trial = machine.documents + "/trial";
+        if (makeDevice(trial) && std::ifstream(trial).is_open())
+            all.push_back({"a device", [](auto& path) { ASSERT_TRUE(makeDevice(path)); }});
+        return all;
     }
 
     /// One row after another: each on a name of its own, nothing outside touched.
@@ -74,6 +79,9 @@ class HostileFolder : public StorageTest {
     }
 
   private:
+    /// Like /dev/null, which takes everything and gives nothing. Not everybody may make one, nor open it everywhere.
+    static bool makeDevice(const std::string& path) { return mknod(path.c_str(), S_IFCHR | 0600, makedev(1, 3)) == 0; }
+
     static void listenAt(const std::string& path) {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
