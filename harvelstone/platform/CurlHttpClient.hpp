@@ -19,8 +19,9 @@ struct HttpLimits {
     /// The whole request with its redirects. A document takes seconds even on the slowest link, so that this bounds
     /// only a server that answers a byte at a time.
     std::chrono::milliseconds total{300'000};
-    /// The body of the reply. Instructions are some hundred bytes; a body beyond this is none of our server's.
-    std::size_t replyBytes = 1024 * 1024;
+    /// The body of the reply. Instructions are some hundred bytes; a body beyond this is none of our server's. Read, it
+    /// takes up to thirty times as much memory, more than once.
+    std::size_t replyBytes = 64 * 1024;
     /// All the header lines of the reply together: what usual servers allow in a request.
     std::size_t replyHeadBytes = 64 * 1024;
     /// How many redirects are followed: a moved host, a forced https and a load balancer leave room to spare.

@@ -12,7 +12,7 @@ std::shared_ptr<HostRunLoop> HostRunLoop::mainQueue() {
     return *loop;
 }
 
-std::shared_ptr<RunLoop> HostRunLoop::onOwnThread() { return WorkerThreads().newOperationQueue(); }
+std::shared_ptr<RunLoop> HostRunLoop::onOwnThread() { return WorkerThreads().newMainQueue(); }
 
 void HostRunLoop::post(Task task) { tasks_->post(std::move(task)); }
 

@@ -33,8 +33,15 @@ std::chrono::steady_clock::time_point after(Seconds delay) {
     return std::chrono::steady_clock::now() + std::chrono::ceil<std::chrono::steady_clock::duration>(bounded);
 }
 
-void logDropped(std::string_view what) {
-    Platform::current().log->platformLine(fmt::format("harvelstone: a task raised an exception, dropped: {}", what));
+/// Raises nothing itself: it stands where nobody catches any more.
+void logDropped(std::string_view name, std::string_view reason) noexcept {
+    constexpr std::string_view line = "harvelstone: a task raised an exception, dropped";
+    auto& log = *Platform::current().log;
+    try {
+        log.platformLine(fmt::format("{}: {}{}{}", line, name, name.empty() ? "" : ": ", reason));
+    } catch (const std::exception&) {  // no memory, not even for the reason
+        log.platformLine(line);
+    }
 }
 
 // GCC binds the reference to a forced unwind, which is no object, to null.
@@ -42,13 +49,13 @@ __attribute__((no_sanitize("null"))) void runGuarded(const Task& task) {
     try {
         task();
     } catch (const Exception& exception) {
-        logDropped(exception.name() + ": " + exception.reason());
+        logDropped(exception.name(), exception.reason());
     } catch (const std::exception& exception) {
-        logDropped(exception.what());
+        logDropped("", exception.what());
     } catch (const abi::__forced_unwind&) {
         throw;  // no exception: the thread is being ended
     } catch (...) {
-        logDropped("of an unknown kind");
+        logDropped("", "of an unknown kind");
     }
 }
 
@@ -66,14 +73,19 @@ void TaskLoop::post(Task task) {
     asio::post(context_->io, [task = std::move(task)] { runGuarded(task); });
 }
 
-void TaskLoop::callAfter(Seconds delay, Task task) {
+void TaskLoop::prepareTimers() {
     try {
-        auto timer = std::make_shared<asio::steady_timer>(context_->io, after(delay));
-        auto& waiting = *timer;
-        waiting.async_wait([timer = std::move(timer), task = std::move(task)](const auto&) { runGuarded(task); });
-    } catch (const std::system_error& error) {  // the first timer takes a few file descriptors
+        const asio::steady_timer first(context_->io);
+    } catch (const std::system_error& error) {
         throw Exception(fmt::format("no timer: {}", error.code().message()));
     }
+}
+
+void TaskLoop::callAfter(Seconds delay, Task task) {
+    prepareTimers();
+    auto timer = std::make_shared<asio::steady_timer>(context_->io, after(delay));
+    auto& waiting = *timer;
+    waiting.async_wait([timer = std::move(timer), task = std::move(task)](const auto&) { runGuarded(task); });
 }
 
 void TaskLoop::runReady() {

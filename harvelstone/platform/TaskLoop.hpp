@@ -18,7 +18,9 @@ class TaskLoop {
     TaskLoop& operator=(const TaskLoop&) = delete;
 
     void post(Task task);
-    /// Raises Exception when the system has nothing left to make a timer of.
+    /// Takes from the system what all timers together need, a few file descriptors; else the first timer does. Both
+    /// raise Exception when there are none left.
+    void prepareTimers();
     void callAfter(Seconds delay, Task task);
 
     void runReady();

@@ -47,6 +47,8 @@ class WorkerThreads::OperationQueue final : public RunLoop, public std::enable_s
   public:
     explicit OperationQueue(std::shared_ptr<Crew> crew) : crew_(std::move(crew)) {}
 
+    void prepareTimers() { work_->tasks.prepareTimers(); }
+
     void post(Task task) override {
         auto& work = *work_;
         work.tasks.post(counted(work, std::move(task)));
@@ -159,6 +161,9 @@ __attribute__((no_sanitize("null"))) void WorkerThreads::Crew::work() {
             }
             serve(queue);
             throw;
+        } catch (...) {
+            // Of the queue itself, since what a task raises stays inside. The queue is let go with what is left in it.
+            Platform::current().log->platformLine("harvelstone: a queue of tasks has failed, dropped");
         }
     }
 }
@@ -188,7 +193,13 @@ WorkerThreads::WorkerThreads(Seconds idleTime) : crew_(std::make_shared<Crew>(id
 
 WorkerThreads::~WorkerThreads() = default;
 
-std::shared_ptr<RunLoop> WorkerThreads::newOperationQueue() { return std::make_shared<OperationQueue>(crew_); }
+std::shared_ptr<RunLoop> WorkerThreads::newOperationQueue() {
+    auto queue = std::make_shared<OperationQueue>(crew_);
+    queue->prepareTimers();
+    return queue;
+}
+
+std::shared_ptr<RunLoop> WorkerThreads::newMainQueue() { return std::make_shared<OperationQueue>(crew_); }
 
 std::size_t WorkerThreads::threadCount() const { return crew_->threadCount(); }
 

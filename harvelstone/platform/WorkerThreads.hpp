@@ -27,7 +27,11 @@ class WorkerThreads final : public Workers {
     WorkerThreads(const WorkerThreads&) = delete;
     WorkerThreads& operator=(const WorkerThreads&) = delete;
 
+    /// Has taken what its timers need: a repeat must not fail once the upload is under way. Raises Exception when the
+    /// system has nothing left to make them of.
     std::shared_ptr<RunLoop> newOperationQueue() override;
+    /// The same without that: made whatever the system has left, and the first timer may raise.
+    std::shared_ptr<RunLoop> newMainQueue();
 
     /// How many worker threads there are now.
     std::size_t threadCount() const;

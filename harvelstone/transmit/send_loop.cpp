@@ -98,10 +98,17 @@ RecordCounts assembledEarlier(const DocumentNames& names, const std::string& doc
     return counts;
 }
 
-void removeLater(DocumentManager& manager, std::string documentId) {
-    platform::Platform::current().mainQueue->callAfter(
-        removalDelay, [work = std::make_shared<OutstandingWork>(OutstandingWork::Kind::removal), &manager,
-                       documentId = std::move(documentId)] { manager.removeSentDocument(documentId); });
+/// The document is off the list already: without a timer its files are left to pruning, and the loop goes on.
+void removeLater(DocumentManager& manager, const std::string& documentId) {
+    const auto& machine = platform::Platform::current();
+    try {
+        machine.mainQueue->callAfter(
+            removalDelay, [work = std::make_shared<OutstandingWork>(OutstandingWork::Kind::removal), &manager,
+                           documentId] { manager.removeSentDocument(documentId); });
+    } catch (const platform::Exception& exception) {
+        machine.log->platformLine(
+            fmt::format("harvelstone: the files of {} are left to pruning: {}", documentId, exception.reason()));
+    }
 }
 
 /// A list of up to so many ids is stored at each retirement. Of a longer one that would take hours, because each time
@@ -259,7 +266,7 @@ class DocumentManager::SendRun {
         if (!fate) return Next::stop;
         storeNames(rest->size());
         recordFate(*head, *fate);
-        removeLater(manager_, *std::move(head));
+        removeLater(manager_, *head);
         return rest->empty() ? startAfresh() : Next::pass;
     }
 

@@ -9,7 +9,6 @@
 #include <set>
 #include <signal.h>
 #include <stdexcept>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -18,6 +17,7 @@
 #include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/platform/WorkerThreads.hpp"
 
+#include "tests/support/NoDescriptors.hpp"
 #include "tests/support/TestPlatform.hpp"
 
 namespace harvelstone::testing {
@@ -150,7 +150,7 @@ TEST(Workers, GoOnAfterATaskThatRaises) {
                 ::testing::ElementsAre("harvelstone: a task raised an exception, dropped: out of paper"));
 }
 
-#if !defined(__SANITIZE_ADDRESS__)  // whose companion for undefined behaviour needs descriptors of its own
+#if !defined(__SANITIZE_ADDRESS__)  // see NoDescriptors
 /// Whether a timer of the queue comes to run.
 bool runsTimer(RunLoop& queue) {
     std::promise<bool> done;
@@ -158,22 +158,26 @@ bool runsTimer(RunLoop& queue) {
     return get(done);
 }
 
-TEST(Workers, GoOnWhenTheSystemHasNoTimerLeft) {
-    WorkerThreads workers(shortIdle);
-    const auto earlier = workers.newOperationQueue();
-    EXPECT_TRUE(runsTimer(*earlier));
+TEST(Workers, GiveEachQueueWhatItsTimersNeedWhenItIsMade) {
+    WorkerThreads workers(longIdle);
     const auto queue = workers.newOperationQueue();
     threadOf(*queue);
-    rlimit limit{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
-    const rlimit none{.rlim_cur = 0, .rlim_max = limit.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    const NoDescriptors shortage;
 
-    EXPECT_THROW(queue->callAfter(Seconds(0), [] {}), platform::Exception);
-    threadOf(*queue);
-    EXPECT_TRUE(becomesTrue([&] { return workers.threadCount() == 0; })) << "the refused timer counts as no work";
+    EXPECT_TRUE(runsTimer(*queue));
+    EXPECT_THROW(workers.newOperationQueue(), platform::Exception);
+}
 
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+TEST(Workers, MakeAMainQueueWithoutTimersWhenTheSystemHasNoneLeft) {
+    WorkerThreads workers(shortIdle);
+    std::shared_ptr<RunLoop> queue;
+    {
+        const NoDescriptors shortage;
+        queue = workers.newMainQueue();
+        EXPECT_THROW(queue->callAfter(Seconds(0), [] {}), platform::Exception);
+        threadOf(*queue);
+        EXPECT_TRUE(becomesTrue([&] { return workers.threadCount() == 0; })) << "the refused timer counts as no work";
+    }
     EXPECT_TRUE(runsTimer(*queue));
 }
 #endif

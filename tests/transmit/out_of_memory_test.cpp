@@ -1,8 +1,13 @@
 // What the guards of the replies let pass: with an error of another kind than the platform's, here of the memory.
 
+#include <chrono>
 #include <cstdlib>
+#include <future>
 #include <limits>
 #include <new>
+
+#include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/WorkerThreads.hpp"
 
 #include "tests/transmit/SendingTest.hpp"
 
@@ -44,6 +49,39 @@ class OutOfMemory : public SendingTest {
         refusedSize = nothingIsRefused;
     }
 };
+
+/// With the first line there is memory again.
+class RelievingLog final : public platform::Log {
+  public:
+    void platformLine(std::string_view line) noexcept override {
+        refusedSize = nothingIsRefused;
+        lines.emplace_back(line);
+    }
+    void debugLine(std::string_view /*line*/) noexcept override {}
+
+    std::vector<std::string> lines;
+};
+
+TEST_F(OutOfMemory, OfATaskThatRaisesCostsItAndTheReasonAndTheWorkerGoesOn) {
+    const auto log = std::make_shared<RelievingLog>();
+    platform::Platform::current().log = log;
+    platform::WorkerThreads workers;
+    const auto queue = workers.newOperationQueue();
+    queue->post([] {
+        refusedSize = 0;
+        throw std::bad_alloc();
+    });
+    queue->post([exception = platform::Exception("no paper")] {
+        refusedSize = 0;
+        throw exception;
+    });
+    std::promise<void> isDone;
+    queue->post([&] { isDone.set_value(); });
+
+    ASSERT_EQ(isDone.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    EXPECT_THAT(log->lines, ::testing::ElementsAre("harvelstone: a task raised an exception, dropped",
+                                                   "harvelstone: a task raised an exception, dropped"));
+}
 
 TEST_F(OutOfMemory, TheReplyToADocumentPassesItOnAndTheDocumentStays) {
     send();
