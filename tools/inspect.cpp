@@ -9,11 +9,11 @@
 #include <iterator>
 #include <system_error>
 
+#include "harvelstone/api/ledger_value.hpp"
 #include "harvelstone/platform/Describe.hpp"
 #include "harvelstone/platform/Json.hpp"
 
 #include "tools/exit_codes.hpp"
-#include "tools/ledger_value.hpp"
 
 namespace harvelstone::tools {
 

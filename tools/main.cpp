@@ -6,6 +6,8 @@
 #include <functional>
 #include <iostream>
 
+#include "harvelstone/api/harvelstone.h"
+
 #include "tools/collect.hpp"
 #include "tools/demo.hpp"
 #include "tools/exit_codes.hpp"
@@ -101,7 +103,7 @@ int runCommand(int argc, char** argv) {
     CLI::App app("The harvelstone command: a local collector, scenario player and inspector for the document manager.",
                  "harvelstone");
     app.footer(exitCodes);
-    app.set_version_flag("--version", HARVELSTONE_VERSION);
+    app.set_version_flag("--version", harvelstone_version());
     app.require_subcommand(1);
     Run run;
     addDemo(app, run);

@@ -5,11 +5,10 @@
 #include <algorithm>
 #include <fmt/format.h>
 
+#include "harvelstone/api/ledger_value.hpp"
 #include "harvelstone/document/DocumentManager.hpp"
 #include "harvelstone/document/Fate.hpp"
 #include "harvelstone/document/current_ledger.hpp"
-
-#include "tools/ledger_value.hpp"
 
 namespace harvelstone::tools {
 

@@ -1,6 +1,6 @@
-"""Runs the README's example against the collector: its one visit must arrive, with what the example recorded.
+"""Runs a page's example against the collector: its one visit must arrive, with what the example recorded.
 
-usage: run_example.py HARVELSTONE EXAMPLE
+usage: run_example.py HARVELSTONE EXAMPLE SAYS    what the example prints, as a regular expression
 """
 
 import json
@@ -11,7 +11,7 @@ import sys
 import tempfile
 
 
-def main(harvelstone, example):
+def main(harvelstone, example, says):
     with tempfile.TemporaryDirectory() as folder:
         store = pathlib.Path(folder) / "received"
         collector = subprocess.Popen(
@@ -25,7 +25,7 @@ def main(harvelstone, example):
         finally:
             collector.terminate()
             collector.wait(timeout=10)
-        assert re.fullmatch(r"1 sent, \d waiting\n", run.stdout), run.stdout
+        assert re.fullmatch(says + "\n", run.stdout), run.stdout
         documents = [json.loads(line) for line in (store / "documents.jsonl").read_text().splitlines()]
         assert len(documents) == 1, documents
         text = json.dumps(documents[0])

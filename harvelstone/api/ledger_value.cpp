@@ -1,10 +1,10 @@
-// The ledger as a value, for tables and receipts.
+// The ledger as a value, for tables and receipts. Pure functions, any thread.
 
-#include "tools/ledger_value.hpp"
+#include "harvelstone/api/ledger_value.hpp"
 
 #include <utility>
 
-namespace harvelstone::tools {
+namespace harvelstone {
 
 namespace {
 
@@ -29,4 +29,4 @@ Dictionary ledgerValue(const Ledger& ledger) {
             {"records", std::move(records)}};
 }
 
-}  // namespace harvelstone::tools
+}  // namespace harvelstone
