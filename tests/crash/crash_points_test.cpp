@@ -134,6 +134,7 @@ class CrashPoints : public ::testing::Test {
     }
 
     void print(const std::string& what) const {
+        EXPECT_GT(restarts_, 0U);
         std::cout << what << ": " << calls_ << " calls, after each of which a life may end, pass through " << states_
                   << " states of the disk; from " << tried_ << " of them restarted on " << restarts_ << " disks\n";
     }
