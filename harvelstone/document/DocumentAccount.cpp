@@ -57,6 +57,7 @@ DocumentAccount& DocumentAccount::operator+=(const DocumentAccount& other) {
         for (const auto& [outcome, count] : outcomes) settle(kind, outcome, count);
     assembled.insert(other.assembled.begin(), other.assembled.end());
     deletions.insert(other.deletions.begin(), other.deletions.end());
+    adoptedFolders.insert(other.adoptedFolders.begin(), other.adoptedFolders.end());
     return *this;
 }
 
@@ -141,6 +142,8 @@ Dictionary storedAccount(const DocumentAccount& account) {
     if (!settled.empty()) stored.emplace("records", std::move(settled));
     if (!assembled.empty()) stored.emplace("assembled", std::move(assembled));
     if (!deletions.empty()) stored.emplace("deletions", std::move(deletions));
+    const auto& folders = account.adoptedFolders;
+    if (!folders.empty()) stored.emplace("adopted", List(folders.begin(), folders.end()));
     return stored;
 }
 
@@ -166,6 +169,10 @@ std::optional<DocumentAccount> readStoredAccount(const std::optional<Value>& sto
     for (const auto& [queue, deletion] : deletions)
         if (deletion.dictionary() && queueOwner(queue) && canBeStored(queue))
             account.deletions[queue] = readDeletion(*deletion.dictionary());
+    const auto adopted = findValue(*values, "adopted");
+    if (adopted && adopted->list())
+        for (const auto& folder : *adopted->list())
+            if (folder.string()) account.adoptedFolders.insert(*folder.string());
     return account;
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -43,6 +44,9 @@ struct DocumentAccount {
         friend bool operator==(const Deletion&, const Deletion&) = default;
     };
     std::map<std::string, Deletion> deletions;  ///< by the queue's name
+
+    /// Folders of ended children whose documents were taken over. They are to be deleted, and taken over no more.
+    std::set<std::string> adoptedFolders;
 
     void settle(RecordKind kind, std::string_view outcome, std::uint64_t count);
     /// Records moved into a document that met its fate. A document carries one push.

@@ -63,8 +63,10 @@ class DocumentNames {
 
     /// A document was created.
     DocumentNames withAppended(std::string name) const;
-    /// Those of another process come behind these, with their account. What is in this list already is not taken again.
-    DocumentNames withAdopted(const DocumentNames& others) const;
+    /// Those that an ended child left in that folder come behind these, with their account; once for a folder.
+    DocumentNames withAdopted(const DocumentNames& childs, const std::string& folder) const;
+    /// The same list, where none but these folders count as taken over.
+    DocumentNames withAdoptedFolders(std::set<std::string> folders) const;
     /// The oldest document has met its fate. Shares the names with this list, so that a long list is retired without
     /// copying it each time. Raises platform::RangeException when the list is empty.
     /// `earlier` says what it holds of the records that its account does not know of.

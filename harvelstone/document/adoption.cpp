@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,9 +25,7 @@ std::optional<DocumentNames> namesIn(const std::string& folder) {
     const auto contents = map_format::readMapFile(folder + storedFileName(StaticValues::DOCUMENT_DB_NAME()));
     if (!contents && isMissing(contents.error())) return DocumentNames();
     if (!contents || !contents->damage.empty()) return std::nullopt;
-    auto names = documentNamesFrom(findValue(contents->values, *DOCUMENT_TARGET_NAME));
-    auto account = readStoredAccount(findValue(contents->values, ledgerKey));
-    return DocumentNames(std::move(names).value_or(std::vector<std::string>()), account.value_or(DocumentAccount()));
+    return documentNamesIn(contents->values);
 }
 
 /// False when a file could not be moved.
@@ -46,27 +45,35 @@ bool moveFiles(const std::string& folder) {
     return areAllMoved;
 }
 
-/// Whether all of them are in the pending list on disk.
-bool areStored(const DocumentNames& adopted) {
+/// A folder that has gone need not be remembered.
+void forgetAdoptedBut(const std::vector<std::string>& files) {
+    std::set<std::string> there;
+    const auto known = documetNameList->load()->account().adoptedFolders;
+    for (const auto& file : files)
+        if (known.contains(file)) there.insert(file);
+    if (there != known)
+        documetNameList->update([&](const DocumentNames& names) { return names.withAdoptedFolders(there); });
+}
+
+/// Takes the child's documents into the list, if that was not done before. False when the list on disk does not say so
+/// afterwards.
+bool addToList(const std::string& name, const DocumentNames& childs) {
+    documetNameList->update([&](const DocumentNames& names) { return names.withAdopted(childs, name); });
+    storeDocumentNames();
+    (*documentDB)->save();
     const auto stored = namesIn(storageFolder());
-    if (!stored) return false;
-    for (std::size_t i = 0; i < adopted.size(); ++i)
-        if (!stored->contains(adopted.at(i))) return false;
-    return true;
+    return stored && stored->account().adoptedFolders.contains(name);
 }
 
 /// Each step can be repeated, so that a crash between two of them costs nothing. The folder goes when nothing is in it
 /// that has not been taken over.
-void adopt(const std::string& folder) {
+void adopt(const std::string& name) {
+    const auto folder = storageFolder() + name + "/";
     const auto claim = platform::FolderClaim::of(folder);
-    const auto adopted = claim ? namesIn(folder) : std::nullopt;
-    if (!adopted || !moveFiles(folder)) return;
-    if (!adopted->empty()) {
-        documetNameList->update([&](const DocumentNames& names) { return names.withAdopted(*adopted); });
-        storeDocumentNames();
-        (*documentDB)->save();
-        if (!areStored(*adopted)) return;
-    }
+    const auto childs = claim ? namesIn(folder) : std::nullopt;
+    if (!childs || !moveFiles(folder)) return;
+    const bool hasMadeDocuments = childs->account().created > 0;
+    if (hasMadeDocuments && !addToList(name, *childs)) return;
     static_cast<void>(platform::Platform::current().fileSystem->remove(folder));  // else the next time
 }
 
@@ -76,8 +83,9 @@ void adoptForkedDocuments() {
     if (parentsStorageFolder()) return;
     const auto files = platform::Platform::current().fileSystem->list(storageFolder());
     if (!files) return;
+    forgetAdoptedBut(*files);
     for (const auto& file : *files)
-        if (isForkedFolder(file)) adopt(storageFolder() + file + "/");
+        if (isForkedFolder(file)) adopt(file);
 }
 
 }  // namespace harvelstone

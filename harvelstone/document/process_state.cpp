@@ -52,16 +52,20 @@ DocumentNames DocumentNames::withAppended(std::string name) const {
     return {std::move(names), std::move(account)};
 }
 
-DocumentNames DocumentNames::withAdopted(const DocumentNames& others) const {
-    std::vector<std::string> names;
-    names.reserve(size() + others.size());
-    for (std::size_t i = 0; i < size(); ++i) names.push_back(at(i));
-    for (std::size_t i = 0; i < others.size(); ++i)
-        if (!contains(others.at(i))) names.push_back(others.at(i));
-    if (names.size() == size()) return *this;
+DocumentNames DocumentNames::withAdopted(const DocumentNames& childs, const std::string& folder) const {
+    if (account_.adoptedFolders.contains(folder)) return *this;
+    auto names = asVector();
+    for (std::size_t i = 0; i < childs.size(); ++i) names.push_back(childs.at(i));
     auto account = account_;
-    account += others.account_;
+    account += childs.account_;
+    account.adoptedFolders.insert(folder);
     return {std::move(names), std::move(account)};
+}
+
+DocumentNames DocumentNames::withAdoptedFolders(std::set<std::string> folders) const {
+    auto account = account_;
+    account.adoptedFolders = std::move(folders);
+    return withAccount(std::move(account));
 }
 
 bool DocumentNames::contains(const std::string& name) const {

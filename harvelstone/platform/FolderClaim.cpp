@@ -9,7 +9,9 @@
 namespace harvelstone::platform {
 
 std::optional<FolderClaim> FolderClaim::of(const std::string& folder) {
-    const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    // With a slash behind its name a link would be followed.
+    const auto name = folder.substr(0, folder.find_last_not_of('/') + 1);
+    const int descriptor = open(name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (descriptor < 0) return std::nullopt;
     closeInChild(descriptor);
     FolderClaim claim(descriptor);

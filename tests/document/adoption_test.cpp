@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "harvelstone/document/current_ledger.hpp"
+#include "harvelstone/document/document_names.hpp"
 #include "harvelstone/services/QueueFile.hpp"
 #include "harvelstone/services/TinyMap.hpp"
 
@@ -60,6 +61,12 @@ class Adoption : public ::testing::Test {
         EXPECT_EQ(clicks, 1U);
         EXPECT_THAT(forkedFolders(), IsEmpty());
         EXPECT_EQ(currentLedger().documents.created, documents);
+    }
+
+    static void retireAll() {
+        while (!documetNameList->load()->empty())
+            documetNameList->update([](const DocumentNames& names) { return names.withoutFirst(Fate::sent); });
+        storeDocumentNames();
     }
 
     std::vector<std::filesystem::path> forkedFolders() const {
@@ -118,6 +125,45 @@ TEST_F(Adoption, LeavesAFolderWhosePendingListIsDamaged) {
         EXPECT_THAT(pendingIds(), SizeIs(2));
         EXPECT_THAT(forkedFolders(), SizeIs(1));
     });
+}
+
+TEST_F(Adoption, OfAFolderThatCannotBeDeletedHappensOnce) {
+    leaveChildBehind();
+    life([this] {
+        const auto disk = std::make_shared<FaultyFileSystem>();
+        disk->failEvery("remove", std::errc::io_error);
+        startAgain(disk);
+        EXPECT_THAT(pendingIds(), SizeIs(3));
+        retireAll();
+        DocumentManager::sharedInstance().createDocument();
+        EXPECT_THAT(pendingIds(), SizeIs(1));
+        EXPECT_THAT(forkedFolders(), SizeIs(1));
+    });
+    life([this] {
+        startAgain();
+        EXPECT_THAT(pendingIds(), SizeIs(2));
+        EXPECT_THAT(forkedFolders(), IsEmpty());
+        EXPECT_EQ(currentLedger().documents.created, 5U);
+        EXPECT_THAT(documetNameList->load()->account().adoptedFolders, SizeIs(1));
+        DocumentManager::sharedInstance().createDocument();
+        EXPECT_THAT(documetNameList->load()->account().adoptedFolders, IsEmpty()) << "what has gone is forgotten";
+    });
+}
+
+TEST_F(Adoption, DoesNotFollowALink) {
+    const TemporaryFolder elsewhere;
+    life([&] {
+        const Machine machine(elsewhere.path());
+        DocumentManager::sharedInstance();
+    });
+    life([this] { startAgain(); });
+    std::filesystem::create_directory_symlink(elsewhere.path() + "/harvelstone",
+                                              documents_.path() + "/harvelstone/forked-1");
+    life([this] {
+        startAgain();
+        EXPECT_THAT(pendingIds(), SizeIs(2));
+    });
+    EXPECT_TRUE(std::filesystem::exists(elsewhere.path() + "/harvelstone/DocumentDB.Harvelstone"));
 }
 
 TEST_F(Adoption, KilledAnywhereLosesAndDoublesNothing) {
