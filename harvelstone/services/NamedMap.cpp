@@ -195,6 +195,11 @@ void NamedMap::save() {
         storage_batch::owe(shared_from_this());
 }
 
+void NamedMap::commitAfter(std::shared_ptr<NamedMap> other) {
+    const std::lock_guard lock(valuesMutex_);
+    before_.push_back(std::move(other));
+}
+
 std::string NamedMap::jsonString() const {
     LaterLines lines;
     const std::lock_guard lock(valuesMutex_);
@@ -204,6 +209,7 @@ std::string NamedMap::jsonString() const {
 
 bool NamedMap::commit(LaterLines& lines) {
     const std::lock_guard commitLock(commitMutex_);
+    if (!commitThoseBefore(lines)) return false;
     std::string text;
     std::uint64_t version = 0;
     {
@@ -221,6 +227,21 @@ bool NamedMap::commit(LaterLines& lines) {
     }
     committedVersion_ = version;
     writeFailureLogged_ = false;
+    return true;
+}
+
+bool NamedMap::commitThoseBefore(LaterLines& lines) {
+    std::vector<std::shared_ptr<NamedMap>> others;
+    {
+        const std::lock_guard lock(valuesMutex_);
+        others = before_;
+    }
+    if (others.empty()) return true;
+    for (const auto& other : others)
+        if (!other->commit(lines)) return false;
+    if (!syncStorageFolder(lines)) return false;
+    const std::lock_guard lock(valuesMutex_);
+    before_.erase(before_.begin(), before_.begin() + static_cast<std::ptrdiff_t>(others.size()));
     return true;
 }
 

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "harvelstone/platform/Result.hpp"
 #include "harvelstone/platform/Value.hpp"
@@ -66,6 +67,9 @@ class NamedMap : public std::enable_shared_from_this<NamedMap> {
     /// Writes the map to its file now, whatever scope is open; nothing when the file holds this state already.
     void save();
 
+    /// From now on this map's file is only written when the other's has been.
+    void commitAfter(std::shared_ptr<NamedMap> other);
+
     /// The whole map as one JSON object.
     std::string jsonString() const;
 
@@ -80,6 +84,8 @@ class NamedMap : public std::enable_shared_from_this<NamedMap> {
     /// Writes the file unless it already holds this state. False when the file does not hold it afterwards. One commit
     /// runs at a time, and each takes the newest state, so an older state never follows a newer one.
     bool commit(LaterLines& lines);
+    /// False when one of the maps that this one waits for is not safely on disk.
+    bool commitThoseBefore(LaterLines& lines);
     platform::Result<void> writeFile(std::string_view text, LaterLines& lines) const;
     bool isCommitted();
 
@@ -92,6 +98,7 @@ class NamedMap : public std::enable_shared_from_this<NamedMap> {
     LateMerge lateMerge_;
     mutable Dictionary values_;
     std::uint64_t version_ = 0;  // counts changes
+    std::vector<std::shared_ptr<NamedMap>> before_;
 
     std::mutex commitMutex_;  // taken before valuesMutex_
     std::uint64_t committedVersion_ = 0;

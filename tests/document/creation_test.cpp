@@ -11,10 +11,12 @@
 namespace harvelstone::testing {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::SizeIs;
 
 class Creation : public DocumentTest {
@@ -51,6 +53,18 @@ TEST_F(Creation, AnIdIsTheSessionAndTheSecondsWithSixDecimals) {
     EXPECT_EQ(manager().createDocument()->name(), sessionId() + "_1479259200.500000");
     machine.clock->set(1'479'259'201.0000004);
     EXPECT_EQ(manager().createDocument()->name(), sessionId() + "_1479259201.000000");
+}
+
+TEST_F(Creation, ADocumentIsListedOnDiskOnceItIsThere) {
+    const auto files = recordFiles();
+    files->mayOpen = [](const std::string& path) { return path.find(sessionId() + "_") == path.npos; };
+    const auto id = manager().createDocument()->name();
+    EXPECT_THAT(pendingIds(), Contains(id));
+    EXPECT_THAT(idsOnDisk(machine), Not(Contains(id)));
+    files->mayOpen = nullptr;
+    TinyMap::sharedInstance().get("another")->putInt("a", 1);
+    EXPECT_THAT(idsOnDisk(machine), Contains(id));
+    EXPECT_LT(placeOf(*files, id), placeOf(*files, "DocumentDB"));
 }
 
 TEST_F(Creation, LogsTheIdFirst) {

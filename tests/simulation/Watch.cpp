@@ -44,7 +44,7 @@ Watch::Watch(const LifePlan& plan, const Legacy& before, Scheduler& scheduler, S
         if (fact.what == What::left) retired_.insert(fact.id);
         if (fact.what == What::removed) removed_.insert(fact.text);
         if (fact.what == What::visited) ++visits_[fact.id];
-        if (fact.what == What::faulted) mayBeDamaged_ = hasEverFailed_ = true;
+        if (fact.what == What::faulted) mayBeDamaged_ = true;
         if (fact.what == What::ended && fact.text == "power lost") mayBeDamaged_ = true;
         if (fact.what != What::uploaded) continue;
         attempts_[fact.id] = std::max(attempts_[fact.id], fact.number);

@@ -128,8 +128,7 @@ class Watch {
     std::size_t refusedSince_ = 0;
     bool wasEverLimited_ = false;
     bool isStarting_ = true;
-    bool hasFailures_ = false;    // of the disk, in this life
-    bool hasEverFailed_ = false;  // in one before
+    bool hasFailures_ = false;  // of the disk, in this life
     bool mayBeDamaged_ = false;
 
     // Of all lives so far.
