@@ -27,6 +27,7 @@ class ShiftedFile final : public platform::File {
         shifts_->written(path_);
         return file_->append(bytes);
     }
+    std::size_t lastAppended() const override { return file_->lastAppended(); }
     platform::Result<void> sync() override { return file_->sync(); }
     platform::Result<void> truncate(std::uint64_t size) override {
         shifts_->written(path_);

@@ -21,12 +21,15 @@ class File {
     virtual Result<std::size_t> read(std::span<std::byte> buffer, std::uint64_t offset) = 0;
     /// One write of all the bytes at the file's end. After an error a part of them may stand there.
     virtual Result<void> append(std::span<const std::byte> bytes) = 0;
+    /// How many bytes the last append has put at the file's end: all of them, unless it failed.
+    virtual std::size_t lastAppended() const = 0;
     /// Makes what was written survive a loss of power.
     virtual Result<void> sync() = 0;
     virtual Result<void> truncate(std::uint64_t size) = 0;
     virtual Result<std::uint64_t> size() = 0;
     /// Waits until no other holder, in this process or another, has the file locked, but no longer than this; then the
-    /// error is `device_or_resource_busy`. With zero it only tries.
+    /// error is `device_or_resource_busy`. With zero it only tries. For a file that a holder before has removed the
+    /// error is `no_such_file_or_directory`.
     virtual Result<void> lock(std::chrono::milliseconds longestWait) = 0;
     virtual Result<void> unlock() = 0;
 };

@@ -88,14 +88,18 @@ class PosixFile final : public File {
     }
 
     Result<void> append(std::span<const std::byte> bytes) override {
-        while (!bytes.empty()) {
-            const auto count = retried([&] { return write(*descriptor_, bytes.data(), bytes.size()); });
+        lastAppended_ = 0;
+        while (lastAppended_ < bytes.size()) {
+            const auto rest = bytes.subspan(lastAppended_);
+            const auto count = retried([&] { return write(*descriptor_, rest.data(), rest.size()); });
             if (count < 0) return lastError();
             if (count == 0) return std::make_error_code(std::errc::io_error);
-            bytes = bytes.subspan(static_cast<std::size_t>(count));
+            lastAppended_ += static_cast<std::size_t>(count);
         }
         return {};
     }
+
+    std::size_t lastAppended() const override { return lastAppended_; }
 
     Result<void> sync() override {
         return attempted([this] { return fdatasync(*descriptor_); });
@@ -115,7 +119,8 @@ class PosixFile final : public File {
         closeInChild(*descriptor_);
         auto locked = waitForLock(longestWait);
         isLocked_ = locked.ok();
-        if (!locked) keepInChild(*descriptor_);
+        if (locked) locked = checkLinked();
+        if (!locked) static_cast<void>(PosixFile::unlock());
         return locked;
     }
 
@@ -143,7 +148,16 @@ class PosixFile final : public File {
         }
     }
 
+    /// Between the opening and the lock another process may have removed the file.
+    Result<void> checkLinked() const {
+        struct stat status {};
+        if (fstat(*descriptor_, &status) < 0) return lastError();
+        if (status.st_nlink > 0) return {};
+        return std::make_error_code(std::errc::no_such_file_or_directory);
+    }
+
     Descriptor descriptor_;
+    std::size_t lastAppended_ = 0;
     bool isLocked_ = false;
 };
 

@@ -139,14 +139,16 @@ QueueState::Hold QueueState::hold(LaterLines& lines) {
     return Hold::failed;
 }
 
-/// "No file" means that the path was freed of a file that is not ours.
+/// "No file" means that the file has left the path, and that there may be another.
 QueueState::Hold QueueState::holdFile(std::unique_ptr<platform::File> file, LaterLines& lines) {
     auto held = std::make_unique<Held>(std::move(file));
     auto done = lock(*held->file);
     auto size = done ? held->file->size() : Result<std::uint64_t>(done.error());
     if (size) done = survey(held->source, *size);
     if (!done || !size) {
-        noteFailure("read", done ? size.error() : done.error(), lines);
+        const auto error = done ? size.error() : done.error();
+        if (isMissing(error)) return Hold::noFile;  // another process has removed it
+        noteFailure("read", error, lines);
         return Hold::failed;
     }
     failuresLogged_.erase("read");

@@ -32,24 +32,14 @@ Result<std::string> readAt(File& file, std::uint64_t offset, std::size_t size) {
     return std::string(bytes->substr(0, size));
 }
 
-/// How many of the first of these bytes stand at the file's end.
-std::size_t writtenPart(File& file, std::uint64_t fileSize, std::string_view bytes) {
-    const auto most = static_cast<std::size_t>(std::min<std::uint64_t>(fileSize, bytes.size()));
-    const auto tail = readAt(file, fileSize - most, most);
-    if (!tail) return 0;
-    for (std::size_t part = tail->size(); part > 0; --part)
-        if (std::string_view(*tail).substr(tail->size() - part) == bytes.substr(0, part)) return part;
-    return 0;
-}
-
 /// Cuts off what a failed append left. False when all of it stands in the file and cannot be cut off. A part that
 /// stays does no harm: readers pass over it.
-bool takeBack(File& file, std::string_view bytes, bool areAllWritten) {
-    auto size = file.size();
-    if (!size) return !areAllWritten;
-    const auto part = areAllWritten ? bytes.size() : writtenPart(file, *size, bytes);
-    if (part == 0 || file.truncate(*size - part)) return true;
-    return part < bytes.size();
+bool takeBack(File& file, std::size_t size) {
+    const auto written = file.lastAppended();
+    if (written == 0) return true;
+    const auto end = file.size();
+    if (end && file.truncate(*end - written)) return true;
+    return written < size;
 }
 
 /// A file of its own: the moment when it was made, as the file system tells it.
@@ -98,8 +88,10 @@ Result<void> QueueState::write(std::string_view frames, LaterLines& lines) {
     for (int attempt = 0; attempt < attempts; ++attempt) {
         auto file = fileSystem.open(path_, OpenMode::Append);
         if (file) {
-            if (auto locked = lock(**file); !locked) return locked;
-            return append(**file, frames, lines);
+            written = lock(**file);
+            if (written) return append(**file, frames, lines);
+            if (isMissing(written.error())) continue;
+            return written;
         }
         written = file.error();
         if (isNoFile(file.error()) && setAside(name_, "no file", lines)) continue;
@@ -130,10 +122,9 @@ Result<void> QueueState::writeToNewFile(std::string_view frames, LaterLines& lin
 /// After an error the bytes are not in the file, or only a part of them that readers pass over.
 Result<void> QueueState::append(File& file, std::string_view bytes, LaterLines& lines) {
     auto written = file.append(bytesOf(bytes));
-    const bool areAllWritten = written.ok();
     if (written) written = syncFile(file);
     if (written) failuresLogged_.erase("sync");
-    if (written || takeBack(file, bytes, areAllWritten)) return written;
+    if (written || takeBack(file, bytes.size())) return written;
     noteFailure("sync", written.error(), lines);  // it stands in the file, only how safely is not known
     return {};
 }

@@ -194,6 +194,27 @@ TYPED_TEST(FileSystemContract, ALockThatIsHeldIsWaitedForOnlySoLong) {
     EXPECT_EQ(second->lock(std::chrono::milliseconds(5)).error(), std::errc::device_or_resource_busy);
 }
 
+TYPED_TEST(FileSystemContract, AFileThatAHolderBeforeHasRemovedIsNotLocked) {
+    const auto remover = this->open("a", OpenMode::Create);
+    const auto other = this->open("a", OpenMode::Append);
+    ASSERT_TRUE(remover->lock(noWait));
+    ASSERT_TRUE(this->files().remove(this->path("a")));
+    ASSERT_TRUE(remover->unlock());
+    EXPECT_EQ(other->lock(noWait).error(), std::errc::no_such_file_or_directory);
+}
+
+TYPED_TEST(FileSystemContract, AFileTellsHowMuchWasAppendedLast) {
+    const auto file = this->open("a", OpenMode::Create);
+    EXPECT_EQ(file->lastAppended(), 0U);
+    ASSERT_TRUE(file->append(bytesOf("abc")));
+    EXPECT_EQ(file->lastAppended(), 3U);
+    ASSERT_TRUE(file->append(bytesOf("de")));
+    EXPECT_EQ(file->lastAppended(), 2U);
+    const auto reading = this->open("a", OpenMode::Read);
+    EXPECT_FALSE(reading->append(bytesOf("f")));
+    EXPECT_EQ(reading->lastAppended(), 0U);
+}
+
 TYPED_TEST(FileSystemContract, ClosingGivesTheLockBack) {
     auto first = this->open("a", OpenMode::Create);
     const auto second = this->open("a", OpenMode::Append);

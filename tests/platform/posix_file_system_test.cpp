@@ -230,6 +230,7 @@ TEST_F(PosixFiles, ThatAreFullGiveTheError) {
     EXPECT_EQ(file->append(bytesOf(std::string(5000, 'x'))).error(), std::errc::file_too_large);
 
     EXPECT_EQ(*file->size(), 4096U) << "the first, short write was gone on with";
+    EXPECT_EQ(file->lastAppended(), 4096U);
 }
 
 TEST_F(PosixFiles, AreRenamedOverOthers) {

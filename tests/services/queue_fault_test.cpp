@@ -100,6 +100,33 @@ TEST_F(QueueFaults, APartlyWrittenFrameIsTakenBack) {
     }
 }
 
+TEST_F(QueueFaults, AFailedWriteTakesNothingBackFromARecordThatReadsTheSame) {
+    addAll("q", 1, 1);
+    const auto frame = machine.readFile("q.Harvelstone").size() - queue_format::headerSize;
+    for (const std::size_t part : {std::size_t{0}, std::size_t{1}, frame / 2, frame - 1}) {
+        disk->writeBeforeFailing(part);
+        fillTheDisk();
+        add("q", 1);
+        add("q", 1);
+        disk->heal();
+        EXPECT_THAT(drain("q"), ElementsAre(1, 1, 1)) << part;
+        add("q", 1);
+    }
+}
+
+TEST_F(QueueFaults, ARecordGoesIntoTheFileThatFollowsTheOneAnotherProcessRemoves) {
+    add("q", 1);
+    bool isRemoved = false;
+    disk->beforeCall = [&](std::size_t) {
+        if (disk->calls().back() != "lock q.Harvelstone" || isRemoved) return;
+        isRemoved = std::filesystem::remove(storedFilePath("q"));
+    };
+    add("q", 2);
+    EXPECT_TRUE(isRemoved);
+    EXPECT_THAT(drain("q"), ElementsAre(2));
+    EXPECT_THAT(storeLines(), IsEmpty());
+}
+
 TEST_F(QueueFaults, APartlyWrittenFrameThatCannotBeTakenBackDoesNoHarm) {
     add("q", 1);
     disk->writeBeforeFailing(20);

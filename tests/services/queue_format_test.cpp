@@ -371,6 +371,7 @@ class CountingFile final : public platform::File {
         return size;
     }
     platform::Result<void> append(std::span<const std::byte> /*bytes*/) override { return {}; }
+    std::size_t lastAppended() const override { return 0; }
     platform::Result<void> sync() override { return {}; }
     platform::Result<void> truncate(std::uint64_t /*size*/) override { return {}; }
     platform::Result<std::uint64_t> size() override { return bytes_.size(); }

@@ -47,6 +47,7 @@ class PreemptibleFile final : public File {
             return written;
         });
     }
+    std::size_t lastAppended() const override { return file_->lastAppended(); }
     Result<void> sync() override {
         return call([&] { return file_->sync(); });
     }

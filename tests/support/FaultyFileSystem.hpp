@@ -147,12 +147,12 @@ class FaultyFileSystem::FaultyFile final : public platform::File {
     }
     platform::Result<void> append(std::span<const std::byte> bytes) override {
         if (auto error = system_.refuse("append", name_)) {
-            const auto part = std::min(bytes.size(), system_.bytesBeforeFailing_);
-            if (part > 0) static_cast<void>(real_->append(bytes.first(part)));
+            static_cast<void>(real_->append(bytes.first(std::min(bytes.size(), system_.bytesBeforeFailing_))));
             return *error;
         }
         return real_->append(bytes);
     }
+    std::size_t lastAppended() const override { return real_->lastAppended(); }
     platform::Result<void> sync() override {
         if (auto error = system_.refuse("sync", name_)) return *error;
         return real_->sync();

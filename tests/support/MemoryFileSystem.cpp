@@ -49,14 +49,18 @@ class MemoryFileSystem::OpenFile final : public File {
 
     Result<void> append(std::span<const std::byte> bytes) override {
         const auto fault = system_.begin("append", path_);
+        lastAppended_ = 0;
         if (!isWritable_) return errorOf(std::errc::bad_file_descriptor);
         const auto count = fault ? std::min(bytes.size(), fault->bytesWritten) : bytes.size();
+        lastAppended_ = count;
         if (count > 0)
             change(
                 {.kind = Kind::append, .file = file_, .bytes = {reinterpret_cast<const char*>(bytes.data()), count}});
         if (fault) return fault->error;
         return {};
     }
+
+    std::size_t lastAppended() const override { return lastAppended_; }
 
     Result<void> sync() override {
         if (auto fault = system_.begin("sync", path_)) return fault->error;
@@ -83,6 +87,7 @@ class MemoryFileSystem::OpenFile final : public File {
         auto& holders = system_.lockHolders_;
         const auto isFree = [&] { return !holders.contains(file_) || holders.at(file_) == this; };
         if (!system_.unlocked_.wait_for(guard, longestWait, isFree)) return errorOf(std::errc::device_or_resource_busy);
+        if (!system_.disk_.isLinked(file_)) return errorOf(std::errc::no_such_file_or_directory);
         holders[file_] = this;
         return {};
     }
@@ -111,6 +116,7 @@ class MemoryFileSystem::OpenFile final : public File {
     const std::size_t file_;
     const std::string path_;
     const bool isWritable_;
+    std::size_t lastAppended_ = 0;
 };
 
 MemoryFileSystem::MemoryFileSystem(std::shared_ptr<const platform::Clock> clock, const DiskImage& image)

@@ -166,6 +166,11 @@ std::size_t SimulatedDisk::fileAt(const std::string& path) const {
     return found == now_.entries.end() ? noFile : found->second;
 }
 
+bool SimulatedDisk::isLinked(std::size_t file) const {
+    return std::any_of(now_.entries.begin(), now_.entries.end(),
+                       [&](const auto& entry) { return entry.second == file; });
+}
+
 std::vector<std::string> SimulatedDisk::namesIn(const std::string& folder) const {
     std::vector<std::string> names;
     const auto add = [&](const std::string& path) {

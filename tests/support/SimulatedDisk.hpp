@@ -82,6 +82,7 @@ class SimulatedDisk {
 
     static constexpr std::size_t noFile = static_cast<std::size_t>(-1);
     std::size_t fileAt(const std::string& path) const;  ///< `noFile` when there is none
+    bool isLinked(std::size_t file) const;              ///< whether it has a name
     bool isFolder(const std::string& path) const { return now_.folders.contains(path); }
     const DiskFile& file(std::size_t number) const { return files_.at(number).now; }
     std::size_t nextFile() const { return files_.size(); }
