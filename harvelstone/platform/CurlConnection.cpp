@@ -101,6 +101,12 @@ std::size_t takeData(char* bytes, std::size_t size, std::size_t count, void* exc
     return taken(size * count, exchangeOf(exchange).takeData({bytes, size * count}));
 }
 
+/// The only call that is made for bytes which libcurl keeps to itself.
+int countReceived(CURL* /*easy*/, curl_infotype kind, char* /*bytes*/, std::size_t size, void* exchange) {
+    if (kind == CURLINFO_DATA_IN) exchangeOf(exchange).countReceived(size);
+    return 0;
+}
+
 HttpOutcome failed(HttpResponse response, std::string reason) {
     return {.response = std::move(response), .data = std::nullopt, .error = HttpError{std::move(reason)}};
 }
@@ -214,6 +220,9 @@ class CurlConnection::Transfer {
         set(CURLOPT_HEADERDATA, &exchange_);
         set(CURLOPT_WRITEFUNCTION, &takeData);
         set(CURLOPT_WRITEDATA, &exchange_);
+        set(CURLOPT_DEBUGFUNCTION, &countReceived);
+        set(CURLOPT_DEBUGDATA, &exchange_);
+        set(CURLOPT_VERBOSE, 1L);  // or the function above is not called
         set(CURLOPT_ERRORBUFFER, errorText_.data());
         set(CURLOPT_OPENSOCKETFUNCTION, &openSocket);
         set(CURLOPT_OPENSOCKETDATA, &handles_.sockets);
@@ -239,7 +248,7 @@ CURLcode CurlConnection::Transfer::drive() const {
     guard.parkIfExiting();
     if (curl_multi_add_handle(multi, handles_.easy.get()) != CURLM_OK) return CURLE_FAILED_INIT;
     auto status = CURLM_OK;
-    for (int running = 1; running > 0 && status == CURLM_OK;) {
+    for (int running = 1; running > 0 && status == CURLM_OK && !exchange_.failure();) {
         status = curl_multi_perform(multi, &running);
         if (running > 0 && status == CURLM_OK)
             status = curl_multi_poll(multi, nullptr, 0, pauseMilliseconds, /*numfds=*/nullptr);

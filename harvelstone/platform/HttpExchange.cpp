@@ -99,6 +99,14 @@ bool HttpExchange::takeHeadLine(std::string_view line) noexcept {
     });
 }
 
+void HttpExchange::countReceived(std::size_t bytes) noexcept {
+    guarded([&] {
+        receivedBytes_ += bytes;
+        if (receivedBytes_ > limits_.replyBytes + limits_.replyHeadBytes)
+            fail(fmt::format("the reply takes more than {} bytes around its body", limits_.replyHeadBytes));
+    });
+}
+
 bool HttpExchange::takeData(std::string_view bytes) noexcept {
     return guarded([&] {
         if (bytes.size() > limits_.replyBytes - reply_.size()) {

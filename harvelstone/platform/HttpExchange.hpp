@@ -34,6 +34,9 @@ class HttpExchange {
     bool rewindBody() noexcept;
     /// Takes a line of the reply's head; a status line begins a new head. False to give up.
     bool takeHeadLine(std::string_view line) noexcept;
+    /// Counts bytes of the reply behind its head as they came, chunk sizes and trailers among them, which no other call
+    /// here sees while they have no end. Gives up by its failure alone.
+    void countReceived(std::size_t bytes) noexcept;
     /// Takes bytes of the reply's body; false to give up.
     bool takeData(std::string_view bytes) noexcept;
 
@@ -53,6 +56,7 @@ class HttpExchange {
     HttpLimits limits_;
     HttpResponse response_;
     std::size_t headBytes_ = 0;
+    std::size_t receivedBytes_ = 0;
     std::string reply_;
     std::optional<std::string> failure_;
 };

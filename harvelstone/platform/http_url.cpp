@@ -1,9 +1,12 @@
 #include "harvelstone/platform/http_url.hpp"
 
 #include <algorithm>
+#include <arpa/inet.h>
 #include <curl/curl.h>
 #include <fmt/format.h>
 #include <memory>
+#include <netinet/in.h>
+#include <strings.h>
 
 namespace harvelstone::platform {
 namespace {
@@ -58,6 +61,16 @@ bool namesHost(std::string_view url) {
     return url.substr(place).starts_with(start) && !url.substr(place + start.size()).starts_with('/');
 }
 
+/// Whether the host is an address of the loopback network, and no name that only begins like one.
+bool isLoopbackAddress(const std::string& host) {
+    in_addr four{};
+    if (inet_pton(AF_INET, host.c_str(), &four) == 1) return (ntohl(four.s_addr) >> IN_CLASSA_NSHIFT) == IN_LOOPBACKNET;
+    if (!host.starts_with('[') || !host.ends_with(']')) return false;
+    in6_addr six{};
+    return inet_pton(AF_INET6, host.substr(1, host.size() - 2).c_str(), &six) == 1 &&
+           std::equal(std::begin(six.s6_addr), std::end(six.s6_addr), std::begin(in6addr_loopback.s6_addr));
+}
+
 }  // namespace
 
 std::optional<std::string> refusalOfUrl(const std::string& url) {
@@ -83,7 +96,7 @@ std::optional<std::string> refusalOfRedirect(const std::string& from, const std:
 
 bool leadsToThisDevice(const std::string& url) {
     const auto host = ParsedUrl(url).part(CURLUPART_HOST).value_or("");
-    return host == "localhost" || host == "[::1]" || host.starts_with("127.");
+    return strcasecmp(host.c_str(), "localhost") == 0 || isLoopbackAddress(host);
 }
 
 }  // namespace harvelstone::platform

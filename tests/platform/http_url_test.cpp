@@ -59,10 +59,12 @@ TEST(HttpUrl, NeverRepeatsAPasswordInItsReason) {
 }
 
 TEST(HttpUrl, LeadsToThisDeviceByNameOrNumber) {
-    for (const char* url : {"http://localhost/", "https://127.0.0.1:8080/a", "http://127.9.9.9/", "http://[::1]:1/"}) {
+    for (const char* url : {"http://localhost/", "https://127.0.0.1:8080/a", "http://127.9.9.9/", "http://[::1]:1/",
+                            "http://LocalHost/", "http://127.1/", "http://[0:0:0:0:0:0:0:1]/"}) {
         EXPECT_TRUE(leadsToThisDevice(url)) << url;
     }
-    for (const char* url : {"http://localhost.example/", "http://10.0.0.1/", "http://[::2]/", "http://a/127.0.0.1"}) {
+    for (const char* url : {"http://localhost.example/", "http://10.0.0.1/", "http://[::2]/", "http://a/127.0.0.1",
+                            "http://127.evil.example/", "http://127.0.0.1.example/", "http://128.0.0.1/"}) {
         EXPECT_FALSE(leadsToThisDevice(url)) << url;
     }
 }

@@ -25,6 +25,7 @@ using ::testing::SizeIs;
 using ::testing::StartsWith;
 
 constexpr std::size_t megabyte = 1U << 20U;
+constexpr std::chrono::seconds longerThanATest{60};
 
 /// The three ends of a reply's handling, by the line that only it logs.
 constexpr const char* asObject = "DEBUG_HARVELSTONE_JSON[SERVER->SDK] {";
@@ -101,6 +102,11 @@ class SendLoopAgainstServer : public SendingTest {
         expectEnd(std::move(behaviours), asException, Fate::transportFailed);
         EXPECT_THAT(machine.log->lines(),
                     ::testing::Contains("DEBUG_HARVELSTONE_sendAsynchronousRequest Msg the reply has no body"));
+    }
+    /// Not heard because it is too much, long before a limit of time is reached.
+    void expectCutOff(std::vector<Behaviour> behaviours) {
+        useLimits({.connect = longerThanATest, .silence = longerThanATest, .total = longerThanATest});
+        expectNoAnswer(std::move(behaviours));
     }
     void expectNoObject(std::vector<Behaviour> behaviours) { expectEnd(std::move(behaviours), asNothing, Fate::sent); }
 
@@ -187,33 +193,32 @@ TEST_F(SendLoopAgainstServer, ThatIsNotThere) {
 // ---- Too much ----
 
 TEST_F(SendLoopAgainstServer, WithHeadersWithoutEnd) {
-    expectNoAnswer({repeatsForEver("HTTP/1.1 200 OK\r\n", "X-More: and more\r\n")});
+    expectCutOff({repeatsForEver("HTTP/1.1 200 OK\r\n", "X-More: and more\r\n")});
 }
 
 TEST_F(SendLoopAgainstServer, WithOneHeaderWithoutEnd) {
-    expectNoAnswer({repeatsForEver("HTTP/1.1 200 OK\r\nX: ", std::string(65536, 'x'))});
+    expectCutOff({repeatsForEver("HTTP/1.1 200 OK\r\nX: ", std::string(65536, 'x'))});
 }
 
 TEST_F(SendLoopAgainstServer, WithContinuesWithoutEnd) {
-    expectNoAnswer({repeatsForEver("", "HTTP/1.1 100 Continue\r\n\r\n")});
+    expectCutOff({repeatsForEver("", "HTTP/1.1 100 Continue\r\n\r\n")});
 }
 
 TEST_F(SendLoopAgainstServer, WithTrailersWithoutEnd) {
-    expectNoAnswer(
+    expectCutOff(
         {repeatsForEver("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n0\r\n", "X: more\r\n")});
 }
 
 TEST_F(SendLoopAgainstServer, WithAChunkSizeWithoutEnd) {
-    expectNoAnswer(
-        {repeatsForEver("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2;", std::string(65536, 'x'))});
+    expectCutOff({repeatsForEver("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2;", std::string(65536, 'x'))});
 }
 
 TEST_F(SendLoopAgainstServer, WithABodyWithoutEnd) {
-    expectNoAnswer({repeatsForEver("HTTP/1.1 200 OK\r\n\r\n", std::string(65536, ' '))});
+    expectCutOff({repeatsForEver("HTTP/1.1 200 OK\r\n\r\n", std::string(65536, ' '))});
 }
 
 TEST_F(SendLoopAgainstServer, WithABodyAByteAboveTheCap) {
-    expectNoAnswer({answers("200 OK", "{}" + std::string(platform::HttpLimits().replyBytes - 1, ' '))});
+    expectCutOff({answers("200 OK", "{}" + std::string(platform::HttpLimits().replyBytes - 1, ' '))});
 }
 
 TEST_F(SendLoopAgainstServer, WithABodyOfExactlyTheCap) {
@@ -222,7 +227,7 @@ TEST_F(SendLoopAgainstServer, WithABodyOfExactlyTheCap) {
 }
 
 TEST_F(SendLoopAgainstServer, WithAMemberOfFiftyMegabytes) {
-    expectNoAnswer({[](WireConnection& connection) {
+    expectCutOff({[](WireConnection& connection) {
         connection.readBody();
         connection.send("HTTP/1.1 200 OK\r\nContent-Length: 52428816\r\n\r\n{\"retry\":\"");
         const std::string piece(65536, 'x');
@@ -445,13 +450,18 @@ TEST_F(SendLoopAgainstServer, WithInstructionsOfWrongTypesIsHeardAndNotObeyed) {
 }
 
 TEST_F(SendLoopAgainstServer, WithNumbersBeyondReasonIsHeldToTheLongestWait) {
-    for (const char* wait : {"1e308", "99999999999999999999999", "-1e308", "9223372036854775807"}) {
+    const std::vector<std::pair<std::string, bool>> rows = {
+        {"1e308", true}, {"99999999999999999999999", true}, {"-1e308", false}, {"9223372036854775807", true}};
+    for (const auto& [wait, isHeld] : rows) {
         SCOPED_TRACE(wait);
         sendableHead();
-        server_.setScript({answers("200 OK", R"({"wait_seconds":)" + std::string(wait) + "}")});
+        server_.setScript({answers("200 OK", R"({"wait_seconds":)" + wait + "}")});
         send();
         EXPECT_TRUE(OutstandingWork::waitUntilNone(OutstandingWork::Kind::upload, std::chrono::seconds(30)));
-        machine.clock->advance(longestWait + 1);
+        EXPECT_EQ(ProfileManager::sharedInstance().shouldSend(/*respectsServerWait=*/true), !isHeld);
+        machine.clock->advance(longestWait - 1);
+        EXPECT_EQ(ProfileManager::sharedInstance().shouldSend(/*respectsServerWait=*/true), !isHeld);
+        machine.clock->advance(2);
         EXPECT_TRUE(ProfileManager::sharedInstance().shouldSend(/*respectsServerWait=*/true));
     }
 }
