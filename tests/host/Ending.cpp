@@ -27,10 +27,10 @@ HostEnd unloadOnce(const std::string& moment) {
     HeldAnswer held;
     const LoopbackServer server(scriptFor(moment, held));
     HostProcess host(HOST_LOADER, {HOST_STATIC_PLUGIN, "begin", server.url(), documents.path(), "and end"});
-    require(host.nextLine() == "ready", "the host is not ready");
-    const std::size_t requests = moment == "removal" ? 2 : 1;
-    require(moment == "upload" ? held.hasArrived() : server.waitForRequests(requests).size() >= requests,
-            "the upload does not arrive");
+    require(host.hasSaid({"ready"}), "the host is not ready");
+    if (moment == "upload") require(held.hasArrived(), "the upload does not arrive");
+    if (moment == "repeat") require(host.hasSaid(linesWhenRepeatWaits()), "the repeat is not asked for");
+    if (moment == "removal") require(host.hasSaid(linesWhenRemovalsWait()), "the documents are not retired");
     host.goOn();
     return host.waitForEnd();
 }
@@ -48,6 +48,14 @@ std::vector<Ending> everyEnding() {
             endings.push_back({moment, way});
     for (const char* moment : {"upload", "repeat", "removal"}) endings.push_back({moment, "dlclose"});
     return endings;
+}
+
+std::vector<std::string> linesWhenRepeatWaits() { return {"failCheck == TRUE"}; }
+
+std::vector<std::string> linesWhenRemovalsWait() {
+    const std::string answered = "DEBUG_HARVELSTONE_JSON[SERVER->SDK]";
+    const std::string listIsEmptyAndRefilled = "DEBUG_HARVELSTONE_CONFIG : documentID --> ";
+    return {answered, answered, listIsEmptyAndRefilled};
 }
 
 HostEnd endOnce(const Ending& ending) {

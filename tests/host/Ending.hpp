@@ -17,6 +17,10 @@ std::ostream& operator<<(std::ostream& stream, const Ending& ending);
 
 std::vector<Ending> everyEnding();
 
+/// What the app of the plug-in has logged when the repeat waits for its time, and when both removals do.
+std::vector<std::string> linesWhenRepeatWaits();
+std::vector<std::string> linesWhenRemovalsWait();
+
 /// Has a host with the library come to the moment and end. With "dlclose" it unloads the plug-in that the library is
 /// in, then returns from `main`.
 HostEnd endOnce(const Ending& ending);

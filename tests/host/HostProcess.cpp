@@ -92,6 +92,7 @@ std::string HostProcess::nextLine() {
         if (const auto end = unread_.find('\n'); end != std::string::npos) {
             auto line = unread_.substr(0, end);
             unread_.erase(0, end + 1);
+            said_.push_back(line);
             return line;
         }
         pollfd output{.fd = fromProcess_, .events = POLLIN, .revents = 0};
@@ -101,6 +102,18 @@ std::string HostProcess::nextLine() {
         if (count <= 0) return "";
         unread_.append(buffer.data(), static_cast<std::size_t>(count));
     }
+}
+
+bool HostProcess::hasSaid(const std::vector<std::string>& texts) {
+    std::size_t place = 0;
+    for (const auto& text : texts) {
+        for (;; ++place) {
+            if (place == said_.size() && nextLine().empty()) return false;
+            if (said_[place].find(text) != std::string::npos) break;
+        }
+        ++place;
+    }
+    return true;
 }
 
 void HostProcess::goOn() {

@@ -29,6 +29,9 @@ class HostProcess {
     pid_t id() const { return process_; }
     /// The next line; empty when the process has ended or says nothing for half a minute.
     std::string nextLine();
+    /// Whether it has said these, each in a line of its own and in this order, or says them before it is silent for
+    /// half a minute. Of a program that says other things as well.
+    bool hasSaid(const std::vector<std::string>& texts);
     void goOn();
     HostEnd waitForEnd();
 
@@ -43,6 +46,7 @@ class HostProcess {
     int toProcess_ = -1;
     int fromProcess_ = -1;
     std::string unread_;
+    std::vector<std::string> said_;  ///< the lines read so far
 };
 
 }  // namespace harvelstone::testing

@@ -1,6 +1,8 @@
 // usage: host_loader PLUGIN FUNCTION URL FOLDER ["and end"]
-// Loads the plug-in, calls its function, and unloads it when the test says so; then goes on, or ends at once.
+// Loads the plug-in, calls its function, and unloads it when the test says so; then goes on, or ends at once. What the
+// library logs on standard error goes to the test, too.
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include "tests/host/talk.hpp"
 
@@ -9,6 +11,7 @@ using namespace host;
 int main(int count, char** arguments) {
     if (count < 5) return 2;
     const bool endsAtOnce = count == 6;
+    dup2(STDOUT_FILENO, STDERR_FILENO);
     void* plugin = dlopen(arguments[1], RTLD_NOW | RTLD_LOCAL);
     if (!plugin) {
         say(dlerror());

@@ -8,6 +8,7 @@ extern "C" void configure(const char* url, const char* folder) {
     harvelstone::AnalyticsOptions options;
     options.targetUri = url;
     options.documentsFolder = folder;
+    options.debug = true;  // a function for the log would be code of the plug-in's
     Analytics::configure(options);
 }
 
