@@ -14,6 +14,7 @@
 #include <stdlib.h>
 #include <string_view>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 #include <utility>
 
@@ -110,6 +111,12 @@ void run(benchmark::State& state, const Side& side) {
 }
 
 }  // namespace
+
+Seconds ProcessorTime::now() {
+    timespec time{};
+    if (clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time) != 0) throw std::runtime_error("no clock of the process");
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
 
 benchmark::internal::Benchmark* addSide(const std::string& name, Side side) {
     return benchmark::RegisterBenchmark(name.c_str(),

@@ -26,10 +26,15 @@ benchmark::internal::Benchmark* addSide(const std::string& name, Side side);
 /// For work that takes long enough to be done once a run.
 benchmark::internal::Benchmark* addLongSide(const std::string& name, Side side);
 
+/// What this process took of the processor: for work that waits for nothing, so that others on the machine do not
+/// count.
+struct ProcessorTime {
+    static Seconds now();
+};
+
 /// Times the work alone; it is prepared anew each time.
-template <typename Prepare, typename Work>
+template <typename Clock = std::chrono::steady_clock, typename Prepare, typename Work>
 Outcome timedEach(std::size_t times, Prepare prepare, Work work) {
-    using Clock = std::chrono::steady_clock;
     Outcome outcome;
     for (std::size_t i = 0; i < times; ++i) {
         prepare();
@@ -40,9 +45,9 @@ Outcome timedEach(std::size_t times, Prepare prepare, Work work) {
     return outcome;
 }
 
-template <typename Work>
+template <typename Clock = std::chrono::steady_clock, typename Work>
 Outcome timed(std::size_t times, Work work) {
-    return timedEach(
+    return timedEach<Clock>(
         1, [] {},
         [&] {
             for (std::size_t i = 0; i < times; ++i) work();

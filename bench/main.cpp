@@ -13,6 +13,10 @@ int main(int argc, char** argv) {
     bench::addUnsyncedRecordRow();
     bench::addDrainRow();
     bench::addVisitRow();
+    bench::addBodyRow();
+    bench::addEncodingRow();
+    bench::addLevelRow();
+    bench::addPassRow();
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

@@ -8,5 +8,9 @@ void addRecordRow();
 void addUnsyncedRecordRow();
 void addDrainRow();
 void addVisitRow();
+void addBodyRow();
+void addEncodingRow();
+void addLevelRow();
+void addPassRow();
 
 }  // namespace harvelstone::bench

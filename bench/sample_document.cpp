@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <utility>
 
+#include "harvelstone/platform/Json.hpp"
 #include "harvelstone/services/StaticValues.hpp"
 #include "harvelstone/services/TrackType.hpp"
 
@@ -39,6 +40,14 @@ Dictionary sampleDocument(std::size_t pages) {
         {TrackType::TYPE_PAGES().typeValue(), std::move(records)},
         {StaticValues::RETRY_COUNT(), 0},
     };
+}
+
+Dictionary sampleDocumentOf(std::size_t bytes) {
+    const auto sizeOf = [](std::size_t pages) { return platform::jsonText(sampleDocument(pages)).size(); };
+    const auto empty = sizeOf(0);
+    constexpr std::size_t sample = 100;
+    const auto aRecord = (sizeOf(sample) - empty) / sample;
+    return sampleDocument(bytes > empty ? (bytes - empty + aRecord - 1) / aRecord : 0);
 }
 
 }  // namespace harvelstone::bench

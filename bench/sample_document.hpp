@@ -12,4 +12,7 @@ Dictionary sampleRecord(std::size_t number);
 /// A document with a session section and that many page records.
 Dictionary sampleDocument(std::size_t pages);
 
+/// One whose JSON text is that many bytes long, or up to a record longer; at least 2,000.
+Dictionary sampleDocumentOf(std::size_t bytes);
+
 }  // namespace harvelstone::bench

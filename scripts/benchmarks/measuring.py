@@ -64,7 +64,8 @@ def run_row(program, row, arguments):
 def medians(output):
     times = collections.defaultdict(list)
     figures = collections.defaultdict(lambda: collections.defaultdict(list))
-    for entry in output["benchmarks"]:
+    # In the order of their registration, not of their turns.
+    for entry in sorted(output["benchmarks"], key=lambda entry: entry["family_index"]):
         if entry.get("error_occurred"):
             raise Failed(f"{entry['name']}: {entry['error_message']}")
         if entry["run_type"] != "iteration":

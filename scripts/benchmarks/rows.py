@@ -57,4 +57,35 @@ ROWS = [
         },
         {"limit": 1.3},
     ),
+    Row(
+        "body",
+        "building a request body (JSON text, percent-encoding, gzip)",
+        {
+            "limit": "zlib alone at the same level over the same bytes",
+            "curl": "curl_easy_escape and zlib, the JSON text ready",
+        },
+        {"limit": 1.15},
+    ),
+    Row(
+        "encoding",
+        "percent-encoding alone",
+        {"curl": "curl_easy_escape"},
+        figures={"nanoseconds_a_byte": "ns"},
+        figure_goals={"nanoseconds_a_byte": 1.0},
+    ),
+    Row(
+        "level",
+        "compressing at level 6, which is the chosen one",
+        {f"level_{level}": f"level {level}" for level in range(1, 6)},
+        figures={"compressed_bytes": "bytes"},
+    ),
+    Row(
+        "pass",
+        "a pass from gate to request (assembly of 100 records, stamping, save, body)",
+        {
+            "limit": "one map commit with its folder fsync, and zlib, of the same bytes",
+            "same_syncs": "the same with a synced write for each of the four queues that are emptied",
+        },
+        {"limit": 1.3},
+    ),
 ]

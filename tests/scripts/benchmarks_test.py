@@ -15,7 +15,8 @@ import rows  # noqa: E402
 
 
 def repetition(name, time, unit="us", **figures):
-    return {"name": name, "run_type": "iteration", "real_time": time, "cpu_time": 1.0, "time_unit": unit, **figures}
+    entry = {"name": name, "family_index": 0, "run_type": "iteration", "real_time": time, "time_unit": unit}
+    return entry | figures
 
 
 def output(*entries):
@@ -50,6 +51,10 @@ class MediansTest(unittest.TestCase):
             repetition("work/large/limit/iterations:1/manual_time", 10),
         ]
         self.assertEqual(measuring.medians(output(*entries)).ratios(), {"small/limit": 2.0, "large/limit": 3.0})
+
+    def test_cases_stand_in_the_order_of_their_registration(self):
+        entries = [repetition(f"work/{name}/limit/manual_time", 1, family_index=index) for index, name in ((2, "c"), (0, "a"), (1, "b"))]
+        self.assertEqual(list(measuring.medians(output(*entries)).cases), ["a", "b", "c"])
 
     def test_aggregates_of_the_program_are_no_repetitions(self):
         mean = repetition("work/limit/manual_time_mean", 100) | {"run_type": "aggregate"}
