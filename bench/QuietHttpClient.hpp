@@ -1,9 +1,10 @@
 #pragma once
 
-#include <cstddef>
 #include <memory>
+#include <stdexcept>
 
 #include "harvelstone/platform/HttpClient.hpp"
+#include "harvelstone/platform/Platform.hpp"
 
 namespace harvelstone::bench {
 
@@ -12,10 +13,23 @@ class QuietHttpClient final : public platform::HttpClient {
   public:
     void sendAsynchronousRequest(platform::HttpRequest, std::shared_ptr<platform::RunLoop>,
                                  platform::HttpCompletion) override {
-        ++requests;
+        wasAsked_ = true;
     }
 
-    std::size_t requests = 0;
+    /// To be called after each pass: what was measured must have come to its end.
+    void requireRequest() {
+        if (!wasAsked_) throw std::runtime_error("nothing was sent: is this machine connected?");
+        wasAsked_ = false;
+    }
+
+  private:
+    bool wasAsked_ = false;
 };
+
+inline platform::Platform platformWith(std::shared_ptr<QuietHttpClient> client) {
+    platform::Platform platform;
+    platform.httpClient = std::move(client);
+    return platform;
+}
 
 }  // namespace harvelstone::bench

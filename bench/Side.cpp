@@ -60,9 +60,9 @@ Outcome readOutcome(const std::string& text) {
 }
 
 /// Ends without what an exit would do: the library's threads and the parent's buffers are let alone.
-[[noreturn]] void runChild(const Side& side, const std::string& folder, std::size_t times, int output) {
+[[noreturn]] void runChild(const std::function<Outcome()>& work, int output) {
     try {
-        const auto text = textOf(side(folder, times));
+        const auto text = textOf(work());
         const bool isWritten = write(output, text.data(), text.size()) == static_cast<ssize_t>(text.size());
         _exit(isWritten ? EXIT_SUCCESS : EXIT_FAILURE);
     } catch (const std::exception& error) {
@@ -79,28 +79,12 @@ std::string readToEnd(int input) {
     return text;
 }
 
-Outcome measuredInChild(const Side& side, std::size_t times) {
-    const TemporaryFolder folder;
-    std::array<int, 2> ends{};
-    if (pipe(ends.data()) != 0) throw std::runtime_error("no pipe");
-    std::cout.flush();
-    const auto child = fork();
-    if (child < 0) throw std::runtime_error("no child process");
-    if (child == 0) runChild(side, folder.path(), times, ends[1]);
-    close(ends[1]);
-    const auto text = readToEnd(ends[0]);
-    close(ends[0]);
-    int status = 0;
-    if (waitpid(child, &status, 0) != child || !WIFEXITED(status) || WEXITSTATUS(status) != EXIT_SUCCESS)
-        throw std::runtime_error("the process that measured failed");
-    return readOutcome(text);
-}
-
 void run(benchmark::State& state, const Side& side) {
     const auto times = state.max_iterations;
     while (state.KeepRunningBatch(times)) {
         try {
-            const auto outcome = measuredInChild(side, static_cast<std::size_t>(times));
+            const TemporaryFolder folder;
+            const auto outcome = inChild([&] { return side(folder.path(), static_cast<std::size_t>(times)); });
             state.SetIterationTime(outcome.time.count());
             for (const auto& [name, value] : outcome.figures) state.counters[name] = value;
         } catch (const std::exception& error) {
@@ -111,6 +95,22 @@ void run(benchmark::State& state, const Side& side) {
 }
 
 }  // namespace
+
+Outcome inChild(const std::function<Outcome()>& work) {
+    std::array<int, 2> ends{};
+    if (pipe(ends.data()) != 0) throw std::runtime_error("no pipe");
+    std::cout.flush();
+    const auto child = fork();
+    if (child < 0) throw std::runtime_error("no child process");
+    if (child == 0) runChild(work, ends[1]);
+    close(ends[1]);
+    const auto text = readToEnd(ends[0]);
+    close(ends[0]);
+    int status = 0;
+    if (waitpid(child, &status, 0) != child || !WIFEXITED(status) || WEXITSTATUS(status) != EXIT_SUCCESS)
+        throw std::runtime_error("the process that measured failed");
+    return readOutcome(text);
+}
 
 Seconds ProcessorTime::now() {
     timespec time{};

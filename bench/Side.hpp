@@ -26,6 +26,9 @@ benchmark::internal::Benchmark* addSide(const std::string& name, Side side);
 /// For work that takes long enough to be done once a run.
 benchmark::internal::Benchmark* addLongSide(const std::string& name, Side side);
 
+/// What the work came to, done in a child process that ends after it: the library starts once a process.
+Outcome inChild(const std::function<Outcome()>& work);
+
 /// What this process took of the processor: for work that waits for nothing, so that others on the machine do not
 /// count.
 struct ProcessorTime {

@@ -17,6 +17,13 @@ int main(int argc, char** argv) {
     bench::addEncodingRow();
     bench::addLevelRow();
     bench::addPassRow();
+    bench::addUploadRow();
+    bench::addWholeUploadRow();
+    bench::addStartRow();
+    bench::addRetirementRow();
+    bench::addRetirementGrowthRow();
+    bench::addRemovalRow();
+    bench::addMemoryRow();
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

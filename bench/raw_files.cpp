@@ -2,7 +2,9 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <dirent.h>
 #include <fcntl.h>
+#include <memory>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -14,6 +16,10 @@ namespace {
 void require(bool succeeded, const std::string& path) {
     if (!succeeded) throw std::system_error(errno, std::generic_category(), path);
 }
+
+struct CloseFolder {
+    void operator()(DIR* folder) const { ::closedir(folder); }
+};
 
 void writeFile(const std::string& path, std::string_view bytes, int mode, Durability durability) {
     const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | mode, 0600);
@@ -41,6 +47,21 @@ void syncFolder(const std::string& path) {
     require(::fsync(folder) == 0, path);
     require(::close(folder) == 0, path);
 }
+
+std::size_t lookAtEveryFile(const std::string& path) {
+    const std::unique_ptr<DIR, CloseFolder> folder(::opendir(path.c_str()));
+    require(folder != nullptr, path);
+    std::size_t count = 0;
+    while (const auto* entry = ::readdir(folder.get())) {
+        if (entry->d_name[0] == '.') continue;
+        struct stat attributes {};
+        require(::fstatat(::dirfd(folder.get()), entry->d_name, &attributes, AT_SYMLINK_NOFOLLOW) == 0, path);
+        ++count;
+    }
+    return count;
+}
+
+void removeFile(const std::string& path) { require(::unlink(path.c_str()) == 0, path); }
 
 std::string readFile(const std::string& path) {
     const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);

@@ -17,6 +17,11 @@ void replaceFile(const std::string& path, std::string_view bytes);
 
 void syncFolder(const std::string& path);
 
+/// Lists the folder and asks for the attributes of each file in it. Gives their number.
+std::size_t lookAtEveryFile(const std::string& path);
+
+void removeFile(const std::string& path);
+
 std::string readFile(const std::string& path);
 
 }  // namespace harvelstone::bench

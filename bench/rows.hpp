@@ -12,5 +12,12 @@ void addBodyRow();
 void addEncodingRow();
 void addLevelRow();
 void addPassRow();
+void addUploadRow();
+void addWholeUploadRow();
+void addStartRow();
+void addRetirementRow();
+void addRetirementGrowthRow();
+void addRemovalRow();
+void addMemoryRow();
 
 }  // namespace harvelstone::bench

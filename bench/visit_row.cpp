@@ -3,14 +3,13 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "harvelstone/services/SessionManager.hpp"
 #include "harvelstone/services/StaticValues.hpp"
 #include "harvelstone/services/StorageFolder.hpp"
 #include "harvelstone/services/service_stores.hpp"
 
-#include "bench/App.hpp"
+#include "bench/SendingApp.hpp"
 #include "bench/Side.hpp"
 #include "bench/raw_files.hpp"
 #include "bench/rows.hpp"
@@ -21,17 +20,16 @@ namespace {
 
 using platform::SyncPolicy;
 
-/// Every visit finds the same: no document waits, and the folder holds those of no earlier visit.
-void forgetDocument(const std::string& documentId) {
-    documetNameList->store(DocumentNames());
-    std::filesystem::remove(storedFilePath(documentId));
-    SessionManager::sharedInstance().endVisit();
-}
-
 Outcome byLibrary(const std::string& folder, std::size_t times) {
-    auto& manager = startApp(folder, SyncPolicy::powerLoss);
+    SendingApp app(folder);
+    platform::Platform::current().syncPolicy = SyncPolicy::powerLoss;
     return timedEach(
-        times, [&] { forgetDocument(manager.getLaistDocId()); }, [&] { manager.createDocument(); });
+        times,
+        [&] {
+            app.forgetDocuments();
+            SessionManager::sharedInstance().endVisit();
+        },
+        [&] { app.manager().createDocument(); });
 }
 
 /// What a visit writes.

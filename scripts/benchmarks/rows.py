@@ -13,6 +13,7 @@ class Row:
     goals: dict = dataclasses.field(default_factory=dict)  # the highest ratio aimed at, by "side" or "case/side"
     figures: dict = dataclasses.field(default_factory=dict)  # what the library's side counts besides, and its unit
     figure_goals: dict = dataclasses.field(default_factory=dict)  # the highest figure aimed at
+    repetitions: int = 31
 
     def goal(self, case, side):
         return self.goals.get(f"{case}/{side}", self.goals.get(side))
@@ -87,5 +88,58 @@ ROWS = [
             "same_syncs": "the same with a synced write for each of the four queues that are emptied",
         },
         {"limit": 1.3},
+    ),
+    Row(
+        "upload",
+        "1,000 uploads over loopback, one after another: the requests alone",
+        {
+            "limit": "libcurl by hand, one kept connection, the same bodies and server",
+            "new_connections": "libcurl by hand with a new connection for each",
+        },
+        {"limit": 1.3},
+    ),
+    Row(
+        "whole_upload",
+        "emptying a list of 1,000 documents: read, encode, gzip, POST, commits, removal",
+        {"limit": "the same steps written by hand"},
+        {"limit": 1.3},
+        repetitions=5,
+    ),
+    Row(
+        "start",
+        "start-up (`sharedInstance`) with a list of pending ids",
+        {
+            "limit": "reading and parsing the same file, and the two commits with one folder fsync",
+            "same_syncs": "the same with the three commits and three folder fsyncs of a new document",
+        },
+        {"limit": 1.3},
+    ),
+    Row(
+        "retirement",
+        "retiring expired documents",
+        {"limit": "the commits of the list alone, of the same sizes"},
+        repetitions=5,
+    ),
+    Row(
+        "retirement_growth",
+        "retiring one of 10,000 expired documents",
+        {"hundred": "one of 100"},
+        {"hundred": 3.0},
+        repetitions=5,
+    ),
+    Row(
+        "removal",
+        "removing a sent document",
+        {"limit": "one listing of the folder with one stat a file, and five unlinks"},
+        {"limit": 1.5},
+        repetitions=7,
+    ),
+    Row(
+        "memory",
+        "memory",
+        {},
+        figures={"peak_for_a_byte_of_JSON": "bytes", "bytes_left_by_a_visit": "bytes"},
+        figure_goals={"peak_for_a_byte_of_JSON": 6.0},
+        repetitions=5,
     ),
 ]
