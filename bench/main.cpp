@@ -24,6 +24,7 @@ int main(int argc, char** argv) {
     bench::addRetirementGrowthRow();
     bench::addRemovalRow();
     bench::addMemoryRow();
+    bench::addStallRow();
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

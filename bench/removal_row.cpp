@@ -25,14 +25,10 @@ using platform::SyncPolicy;
 constexpr std::array removedKinds{RecordKind::goal, RecordKind::page, RecordKind::revenue, RecordKind::push};
 constexpr std::size_t filesOfADocument = 1 + removedKinds.size();
 
-std::string documentId(std::size_t number) {
-    return fmt::format("9F3C2A7D5B1E4C60A8D2E7F1B4C3D5A6_{}.500000", 1'795'000'000 + number);
-}
-
 /// Small files under the names of documents and their queues.
 void fillFolder(const std::string& folder, std::size_t files) {
     for (std::size_t number = 1; number <= files / filesOfADocument; ++number) {
-        const auto id = documentId(number);
+        const auto id = sampleDocumentId(number);
         appendToFile(folder + storedFileName(id), "{}", Durability::unsynced);
         for (const auto kind : removedKinds)
             appendToFile(folder + storedFileName(queuePrefix(kind) + id), "", Durability::unsynced);
@@ -41,7 +37,7 @@ void fillFolder(const std::string& folder, std::size_t files) {
 
 /// The map, and queues whose records have been taken out.
 void makeSentDocument(DocumentManager& manager) {
-    const auto id = documentId(0);
+    const auto id = sampleDocumentId(0);
     appendToFile(storedFilePath(id), "{}", Durability::unsynced);
     for (const auto kind : removedKinds) {
         QueueFile(queuePrefix(kind) + id).add(sampleRecord(0));
@@ -53,8 +49,8 @@ Outcome byLibrary(const std::string& folder, std::size_t times, std::size_t file
     auto& manager = startApp(folder, SyncPolicy::processExit);
     fillFolder(storageFolder(), files);
     const auto outcome = timedEach(
-        times, [&] { makeSentDocument(manager); }, [&] { manager.removeSentDocument(documentId(0)); });
-    if (platform::Platform::current().fileSystem->exists(storedFilePath(documentId(0))))
+        times, [&] { makeSentDocument(manager); }, [&] { manager.removeSentDocument(sampleDocumentId(0)); });
+    if (platform::Platform::current().fileSystem->exists(storedFilePath(sampleDocumentId(0))))
         throw std::runtime_error("the document was not removed");
     return outcome;
 }

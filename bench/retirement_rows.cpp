@@ -19,6 +19,7 @@
 #include "bench/Side.hpp"
 #include "bench/raw_files.hpp"
 #include "bench/rows.hpp"
+#include "bench/sample_document.hpp"
 
 namespace harvelstone::bench {
 
@@ -35,7 +36,7 @@ void haveExpiredDocuments(DocumentManager& manager, std::size_t count) {
     const auto text = platform::jsonText(Dictionary{{sessionKey, std::move(session)}});
     std::vector<std::string> ids;
     for (std::size_t i = 0; i < count; ++i) {
-        ids.push_back(fmt::format("9F3C2A7D5B1E4C60A8D2E7F1B4C3D5A6_{}.500000", 1'795'000'000 + i));
+        ids.push_back(sampleDocumentId(i));
         appendToFile(storedFilePath(ids.back()), text, Durability::unsynced);
     }
     ids.push_back(living);

@@ -19,5 +19,6 @@ void addRetirementRow();
 void addRetirementGrowthRow();
 void addRemovalRow();
 void addMemoryRow();
+void addStallRow();
 
 }  // namespace harvelstone::bench

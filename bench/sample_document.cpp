@@ -42,6 +42,11 @@ Dictionary sampleDocument(std::size_t pages) {
     };
 }
 
+std::string sampleDocumentId(std::size_t number) {
+    constexpr std::size_t autumn2026 = 1'795'000'000;
+    return fmt::format("9F3C2A7D5B1E4C60A8D2E7F1B4C3D5A6_{}.500000", autumn2026 + number);
+}
+
 Dictionary sampleDocumentOf(std::size_t bytes) {
     const auto sizeOf = [](std::size_t pages) { return platform::jsonText(sampleDocument(pages)).size(); };
     const auto empty = sizeOf(0);

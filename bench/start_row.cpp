@@ -14,6 +14,7 @@
 #include "bench/Side.hpp"
 #include "bench/raw_files.hpp"
 #include "bench/rows.hpp"
+#include "bench/sample_document.hpp"
 
 namespace harvelstone::bench {
 
@@ -39,8 +40,7 @@ EarlierLife live(const std::string& folder, std::size_t pending) {
         startApp(folder, SyncPolicy::processExit);
         appendToFile(paths.document, (*currentDocument->load())->jsonString(), Durability::unsynced);
         List ids;
-        for (std::size_t i = 0; i < pending; ++i)
-            ids.emplace_back(fmt::format("9F3C2A7D5B1E4C60A8D2E7F1B4C3D5A6_{}.500000", 1'795'000'000 + i));
+        for (std::size_t i = 0; i < pending; ++i) ids.emplace_back(sampleDocumentId(i));
         (*documentDB)->putMutableArray(*DOCUMENT_TARGET_NAME, std::move(ids));
         return Outcome();
     });

@@ -4,20 +4,17 @@
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
-#include <fmt/format.h>
 #include <future>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "harvelstone/document/OutstandingWork.hpp"
 #include "harvelstone/platform/Json.hpp"
 #include "harvelstone/services/HV_GZIP.hpp"
 #include "harvelstone/services/SessionManager.hpp"
 #include "harvelstone/services/StaticValues.hpp"
-#include "harvelstone/services/StorageFolder.hpp"
 #include "harvelstone/transmit/percent_encoding.hpp"
 
 #include "bench/CurlPoster.hpp"
@@ -26,6 +23,7 @@
 #include "bench/raw_files.hpp"
 #include "bench/rows.hpp"
 #include "bench/sample_document.hpp"
+#include "bench/waiting_documents.hpp"
 #include "bench/zlib_alone.hpp"
 #include "tests/support/LoopbackServer.hpp"
 #include "tests/support/TestPlatform.hpp"
@@ -101,19 +99,6 @@ Outcome requestsByCurl(Connection connection) {
     return outcome;
 }
 
-std::string documentId(std::size_t number) {
-    return fmt::format("9F3C2A7D5B1E4C60A8D2E7F1B4C3D5A6_{}.500000", 1'795'000'000 + number);
-}
-
-/// What a visit's document holds before its first attempt, with ten pages in it.
-Dictionary waitingDocument() {
-    auto document = *platform::parseJson((*currentDocument->load())->jsonString())->dictionary();
-    constexpr std::size_t pages = 10;
-    document.merge(sampleDocument(pages));
-    document.erase(StaticValues::RETRY_COUNT());
-    return document;
-}
-
 Outcome jobByLibrary(const std::string& folder, std::size_t) {
     const LoopbackServer server;
     Platform platform;
@@ -121,14 +106,7 @@ Outcome jobByLibrary(const std::string& folder, std::size_t) {
     platform.mainQueue = mainQueue;
     SendingApp app(folder, std::move(platform));
     SessionManager::sharedInstance().configure({{"targetUri", server.url()}});
-    const auto text = platform::jsonText(waitingDocument());
-    app.forgetDocuments();
-    std::vector<std::string> ids;
-    for (std::size_t i = 0; i < uploads; ++i) {
-        ids.push_back(documentId(i));
-        appendToFile(storedFilePath(ids.back()), text, Durability::unsynced);
-    }
-    documetNameList->store(DocumentNames(std::move(ids)));
+    haveWaitingDocuments(app, uploads);
     const auto outcome = timed(1, [&] {
         app.pass(SyncPolicy::powerLoss);
         OutstandingWork::waitUntilNone(OutstandingWork::Kind::upload, longestWait);
@@ -143,10 +121,10 @@ Outcome jobByLibrary(const std::string& folder, std::size_t) {
 Outcome jobByHand(const std::string& folder, std::size_t) {
     const LoopbackServer server;
     SendingApp app(folder);
-    const auto text = platform::jsonText(waitingDocument());
+    const auto text = waitingDocumentText();
     const auto place = folder + "/waiting/";
     std::filesystem::create_directory(place);
-    for (std::size_t i = 0; i < uploads; ++i) appendToFile(place + documentId(i), text, Durability::unsynced);
+    for (std::size_t i = 0; i < uploads; ++i) appendToFile(place + sampleDocumentId(i), text, Durability::unsynced);
     CurlPoster poster(server.url(), Connection::kept);
     ZlibAlone zlib;
     const auto commit = [&](const std::string& name, const Value& value) {
@@ -154,12 +132,12 @@ Outcome jobByHand(const std::string& folder, std::size_t) {
         syncFolder(place);
     };
     List ids;
-    for (std::size_t i = uploads; i > 0; --i) ids.emplace_back(documentId(i - 1));
+    for (std::size_t i = uploads; i > 0; --i) ids.emplace_back(sampleDocumentId(i - 1));
     std::size_t number = 0;
     auto outcome = timed(uploads, [&] {
-        auto document = *platform::parseJson(readFile(place + documentId(number)))->dictionary();
+        auto document = *platform::parseJson(readFile(place + sampleDocumentId(number)))->dictionary();
         document.insert_or_assign(StaticValues::RETRY_COUNT(), 1);
-        commit(documentId(number), document);
+        commit(sampleDocumentId(number), document);
         poster.post(zlib.compress(percentEncoded(platform::jsonText(document))));
         ids.pop_back();
         commit("list", ids);
@@ -167,7 +145,7 @@ Outcome jobByHand(const std::string& folder, std::size_t) {
     });
     outcome.time += timed(uploads, [&] {
                         benchmark::DoNotOptimize(lookAtEveryFile(place));
-                        removeFile(place + documentId(--number));
+                        removeFile(place + sampleDocumentId(--number));
                     }).time;
     requireAll(server);
     return outcome;

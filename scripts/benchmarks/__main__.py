@@ -15,6 +15,7 @@ import plot
 import ratios
 import report
 import rows
+import sizes
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 STORED = ROOT / "bench" / "ratios.json"
@@ -46,7 +47,10 @@ def chosen_rows(names):
 
 def whole_sections(folder):
     """What is counted besides the rows, as titles with lines."""
-    return [("System calls", calls.table(folder / "harvelstone_calls", folder))]
+    return [
+        ("System calls", calls.table(folder / "harvelstone_calls", folder)),
+        ("Size", sizes.table(folder.parent)),
+    ]
 
 
 def write(measured_rows, sections, load_before):

@@ -142,4 +142,11 @@ ROWS = [
         figure_goals={"peak_for_a_byte_of_JSON": 6.0},
         repetitions=5,
     ),
+    Row(
+        "stall",
+        "how long a call holds its caller up during uploads",
+        {},
+        figures={"p50": "µs", "p99": "µs", "max": "µs"},
+        repetitions=5,
+    ),
 ]

@@ -12,6 +12,7 @@ import plot  # noqa: E402
 import ratios  # noqa: E402
 import report  # noqa: E402
 import rows  # noqa: E402
+import sizes  # noqa: E402
 
 
 def repetition(name, time, unit="us", **figures):
@@ -136,6 +137,12 @@ class CallsTest(unittest.TestCase):
         fewer = calls.parse(self.SUMMARY.format(writes=12, opens=31))
         more = calls.parse(self.SUMMARY.format(writes=112, opens=32))
         self.assertEqual(calls.each(fewer, more, 50), {"write": 2})
+
+
+class SizesTest(unittest.TestCase):
+    def test_only_sections_that_are_loaded_count(self):
+        listing = "lib.so  :\nsection  size  addr\n.text  2048  4096\n.comment  31  0\nTotal  2079\n"
+        self.assertEqual(sizes.sections(listing), {".text": 2048})
 
 
 if __name__ == "__main__":
