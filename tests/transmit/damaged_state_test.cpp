@@ -1,3 +1,4 @@
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -7,15 +8,18 @@
 namespace harvelstone::testing {
 namespace {
 
+namespace fs = std::filesystem;
+using ::testing::HasSubstr;
+
 class DamagedState : public ::testing::TestWithParam<const char*> {
   protected:
     /// A start, some records, an upload.
-    static void liveOnce() {
+    static void liveOnce(int goalValue = 42) {
         auto& manager = DocumentManager::sharedInstance();
         manager.startSession();
         manager.setProduct("p1", "kettle");
         manager.setProductCategory("c1", "kitchen");
-        manager.setGoal(7, 42);
+        manager.setGoal(7, goalValue);
         manager.putGoal();
         manager.setEvent("type", "name", 1);
         manager.setCampaign("type", "name", 1, "referrer");
@@ -43,29 +47,36 @@ class DamagedState : public ::testing::TestWithParam<const char*> {
         });
     }
 
-    /// A life over the storage as it stands. Whatever it reads, nothing may leave it and nothing may be doubled.
+    /// A life over the storage as it stands, later than the first. Whatever it reads, nothing may leave it and nothing
+    /// may be doubled, and what it records arrives.
     void surviveALife() const {
         life([this] {
             Machine machine(documents_.path());
+            machine.clock->advance(60);
+            machine.device->uuids = 100;
             configureApp();
-            liveOnce();
+            constexpr int ownGoal = 4711;
+            liveOnce(ownGoal);
+            std::string arrived;
             for (int pass = 0; pass < 6; ++pass) {
+                for (const auto& request : machine.http->requests) arrived += request.json();
                 if (!machine.http->requests.empty()) machine.http->answer("{}");
                 machine.http->requests.clear();
                 machine.clock->advance(1);
                 DocumentManager::sharedInstance().sendDocument();
             }
             EXPECT_LE(pendingIds().size(), 6U);
+            EXPECT_THAT(arrived, HasSubstr("\"g7\":4711"));
         });
     }
 
     static bool isDocument() { return GetParam() == std::string_view("the head document"); }
+    std::string folder() const { return documents_.path() + "/harvelstone/"; }
     /// The file of the map, or of the document that is sent first.
     std::string pathOf(const std::string& map) const {
-        const auto folder = documents_.path() + "/harvelstone/";
-        if (!isDocument()) return folder + map + ".Harvelstone";
-        const auto db = nlohmann::json::parse(std::ifstream(folder + "DocumentDB.Harvelstone"));
-        return folder + db.at(pendingKey).at(0).get<std::string>() + ".Harvelstone";
+        if (!isDocument()) return folder() + map + ".Harvelstone";
+        const auto db = nlohmann::json::parse(std::ifstream(folder() + "DocumentDB.Harvelstone"));
+        return folder() + db.at(pendingKey).at(0).get<std::string>() + ".Harvelstone";
     }
 
     TemporaryFolder documents_;
@@ -85,6 +96,8 @@ void collectPlaces(const nlohmann::json& value, const Place& at, int levels, std
 
 TEST_P(DamagedState, NeverKeepsTheAppFromStartingAndSending) {
     firstLife();
+    const auto soundFolder = documents_.path() + "/sound";
+    fs::copy(folder(), soundFolder, fs::copy_options::recursive);
     const auto path = pathOf(GetParam());
     const auto sound = nlohmann::json::parse(std::ifstream(path));
     std::vector<Place> places;
@@ -95,6 +108,8 @@ TEST_P(DamagedState, NeverKeepsTheAppFromStartingAndSending) {
             SCOPED_TRACE(place.to_string() + " = " + other);
             auto damaged = sound;
             damaged[place] = nlohmann::json::parse(other);
+            fs::remove_all(folder());
+            fs::copy(soundFolder, folder(), fs::copy_options::recursive);
             std::ofstream(path) << damaged;
             surviveALife();
             ++lives;
