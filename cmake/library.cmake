@@ -23,11 +23,21 @@ set(symbol_versions "${PROJECT_SOURCE_DIR}/harvelstone/api/symbols.map")
 target_link_options(harvelstone_shared PRIVATE "LINKER:--version-script=${symbol_versions}")
 set_property(TARGET harvelstone_shared APPEND PROPERTY LINK_DEPENDS "${symbol_versions}")
 
+# A plug-in of a host that has the static library inside shows none of it.
+set(hides_the_library "-Wl,--exclude-libs,libharvelstone.a")
+target_link_options(harvelstone_static INTERFACE "$<INSTALL_INTERFACE:${hides_the_library}>")
+
 # Hosts link the one that BUILD_SHARED_LIBS asks for. The other is there for who names it: what uses more than a host
 # may, such as the command and the tests, needs the static one.
 if(BUILD_SHARED_LIBS)
-  set(chosen_kind shared)
+  set(built_kinds shared)
 else()
-  set(chosen_kind static)
+  set(built_kinds static)
 endif()
-add_library(harvelstone::harvelstone ALIAS harvelstone_${chosen_kind})
+add_library(harvelstone::harvelstone ALIAS harvelstone_${built_kinds})
+if(HARVELSTONE_BUILD_BOTH_KINDS)
+  set(built_kinds static shared)
+else()
+  set_target_properties(harvelstone_static harvelstone_shared PROPERTIES EXCLUDE_FROM_ALL ON)
+  set_target_properties(harvelstone_${built_kinds} PROPERTIES EXCLUDE_FROM_ALL OFF)
+endif()

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the named groups need (all groups without an argument), as root or through sudo.
 # Quiet and quick when everything is there.
-#   scripts/install-dependencies.sh [build|test|lint|check|coverage|bench|fuzz]...
+#   scripts/install-dependencies.sh [build|test|lint|check|install|coverage|bench|fuzz]...
 set -euo pipefail
 
 declare -A packages_of=(
@@ -13,6 +13,8 @@ declare -A packages_of=(
     [test]="libgtest-dev libgmock-dev librapidcheck-dev nlohmann-json3-dev libssl-dev openssl python3 tzdata"
     [lint]="clang clang-format clang-tidy"
     [check]="python3 git"
+    # dpkg-dev: what the Debian packages depend on. clang: the second compiler of the installed headers.
+    [install]="clang dpkg-dev"
     [coverage]="gcovr"
     # strace, binutils: system calls and sizes are counted, too.
     [bench]="libbenchmark-dev libsqlite3-dev libleveldb-dev strace binutils python3"

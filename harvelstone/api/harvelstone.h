@@ -103,7 +103,7 @@ typedef uint64_t harvelstone_exchange;
 typedef void (*harvelstone_http_callback)(const harvelstone_http_request* request, harvelstone_exchange exchange,
                                           void* user_data);
 
-/* The server answered: its status, and its body as it came, of any bytes. A body above 1 MiB counts as no answer. */
+/* The server answered: its status, and its body as it came, of any bytes. A body above 64 KiB counts as no answer. */
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_http_answer(harvelstone_exchange exchange, int32_t http_status,
                                                                 const void* body,
                                                                 size_t body_size) HARVELSTONE_NOEXCEPT;
