@@ -44,7 +44,7 @@ def _stand_in():
 
 def table(folder):
     """Lines of a table, for the folder of the build."""
-    library = folder / "bench" / "libharvelstone_shared.so"
+    library = folder / "libharvelstone.so"
     size = stripped(library)
     listing = subprocess.run(["size", "-A", library], check=True, capture_output=True, text=True).stdout
     lines = ["| what | size |", "|---|---|"]
