@@ -1,6 +1,10 @@
 #include "bench/sample_document.hpp"
 
+#include <array>
+#include <cstdint>
 #include <fmt/format.h>
+#include <random>
+#include <string_view>
 #include <utility>
 
 #include "harvelstone/platform/Json.hpp"
@@ -9,19 +13,47 @@
 
 namespace harvelstone::bench {
 
+namespace {
+
+/// Picks what varies from record to record, always alike: what repeats itself too much compresses like no real
+/// document.
+class Choices {
+  public:
+    explicit Choices(std::size_t seed) : engine_(static_cast<std::uint32_t>(seed)) {}
+
+    std::size_t below(std::size_t limit) { return engine_() % limit; }
+    std::string_view word() {
+        static constexpr std::array words{
+            "women",  "men",    "children", "shoes",  "boots",    "sandals",   "winter", "summer", "autumn", "sale",
+            "blue",   "red",    "black",    "olive",  "leather",  "canvas",    "wool",   "cotton", "silk",   "denim",
+            "jacket", "coat",   "shirt",    "skirt",  "trousers", "scarf",     "gloves", "hat",    "belt",   "bag",
+            "small",  "medium", "large",    "narrow", "wide",     "gefüttert", "Größe",  "été",    "new",    "outlet"};
+        return words[below(words.size())];
+    }
+
+  private:
+    std::minstd_rand engine_;
+};
+
+}  // namespace
+
 Dictionary sampleRecord(std::size_t number) {
+    Choices pick(number + 1);
+    const auto product = pick.below(100'000);
+    const auto cents = 995 + pick.below(30'000);
     return {
         {StaticValues::PARAM_VT_TZ(), fmt::format("2026-11-21T14:{:02}:{:02}+01:00", number / 60 % 60, number % 60)},
-        {StaticValues::PARAM_NAME(), fmt::format("/women/shoes/boots/{}", 1000 + number * 7919 % 9000)},
+        {StaticValues::PARAM_NAME(), fmt::format("/{}/{}/{}/{}", pick.word(), pick.word(), pick.word(), product)},
         {StaticValues::PARAM_TYPE(), "product"},
-        {StaticValues::PARAM_PNC(), fmt::format("p{}", number * 104'729 % 100'000)},
-        {StaticValues::PARAM_PNC_NM(), "Stiefelette, gefüttert, Größe 39"},
-        {StaticValues::PARAM_PNG(), "c17"},
-        {StaticValues::PARAM_PNG_NM(), "Winter boots"},
-        {StaticValues::PARAM_VS(), 0.25 * static_cast<double>(number % 400)},
+        {StaticValues::PARAM_PNC(), fmt::format("p{}", product)},
+        {StaticValues::PARAM_PNC_NM(), fmt::format("{} {}, {} {}", pick.word(), pick.word(), pick.word(), pick.word())},
+        {StaticValues::PARAM_PNG(), fmt::format("c{}", pick.below(50))},
+        {StaticValues::PARAM_PNG_NM(), fmt::format("{} {}", pick.word(), pick.word())},
+        {StaticValues::PARAM_VS(), 0.25 * static_cast<double>(pick.below(400))},
         {StaticValues::PARAM_CS_P_V(), number},
-        {StaticValues::PARAM_VALUE(), 129.95},
-        {StaticValues::PARAM_REFERER(), "https://shop.example.com/search?q=red+boots&page=2"},
+        {StaticValues::PARAM_VALUE(), static_cast<double>(cents) / 100},
+        {StaticValues::PARAM_REFERER(),
+         fmt::format("https://shop.example.com/search?q={}+{}&page={}", pick.word(), pick.word(), pick.below(20))},
         {StaticValues::PARAM_UTM_SOURCE(), "newsletter"},
         {StaticValues::PARAM_UTM_CAMPAIGN(), "winter sale"},
         {StaticValues::PARAM_AP_VR(), "4.12.0"},
@@ -31,7 +63,9 @@ Dictionary sampleRecord(std::size_t number) {
 
 Dictionary sampleDocument(std::size_t pages) {
     Dictionary session = sampleRecord(0);
-    for (int i = 0; i < 60; ++i) session.emplace(fmt::format("session_value_{}", i), fmt::format("value {}", i * 37));
+    Choices pick(0);
+    for (int i = 0; i < 60; ++i)
+        session.emplace(fmt::format("session_value_{}", i), fmt::format("{} {}", pick.word(), pick.below(1'000)));
     List records;
     records.reserve(pages);
     for (std::size_t i = 0; i < pages; ++i) records.emplace_back(sampleRecord(i));
