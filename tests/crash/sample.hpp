@@ -7,7 +7,7 @@
 namespace harvelstone::testing {
 
 /// HARVELSTONE_CRASH_POINTS says how many of the points are tried: "all" of them (`./dev crash`), or "few", as under
-/// the sanitizers, where a life takes several times as long. Without it the tests try a sample.
+/// the address sanitizer, where a life takes several times as long. Without it the tests try a sample.
 inline std::string_view crashPoints() {
     const char* const text = std::getenv("HARVELSTONE_CRASH_POINTS");
     return text == nullptr ? "" : text;
