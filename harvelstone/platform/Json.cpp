@@ -97,7 +97,7 @@ class Reader {
             case ondemand::json_type::number:
                 // What is no 64-bit integer is a double. simdjson refuses a number that overflows one, and any exponent
                 // of more than 19 digits.
-                return readScalar(source.get_int64(), value) || readScalar(source.get_double(), value);
+                return readScalar(source.get_int64(), value) || readDouble(source, value);
             case ondemand::json_type::string:
                 return readScalar(source.get_string(), value);
             case ondemand::json_type::boolean:
@@ -122,6 +122,18 @@ class Reader {
         Scalar scalar{};
         if (std::move(result).get(scalar) != simdjson::SUCCESS) return false;
         value = Value(scalar);
+        return true;
+    }
+
+    static bool readDouble(ondemand::value& source, Value& value) {
+        const std::string_view token = source.raw_json_token();
+        if (!readScalar(source.get_double(), value)) return false;
+        // simdjson takes some fractions of 20 digits for others.
+        constexpr std::size_t mostSafeDigits = 19;
+        double exact = 0;
+        if (token.size() > mostSafeDigits &&
+            std::from_chars(token.data(), token.data() + token.size(), exact).ec == std::errc())
+            value = Value(exact);
         return true;
     }
 

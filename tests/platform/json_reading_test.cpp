@@ -83,6 +83,12 @@ TEST(ParseJson, RefusesAnExponentOfMoreThan19Digits) {
     EXPECT_EQ(parseJson("1e-" + repeated("9", 20)), std::nullopt);
 }
 
+TEST(ParseJson, ReadsAFractionOfTwentyDigits) {
+    EXPECT_EQ(parseJson("0.073703709551695516166"), Value(0.073703709551695516166));
+    EXPECT_EQ(parseJson("-0.073703709551695516166e1 "), Value(-0.73703709551695516166));
+    EXPECT_EQ(parseJson("73703709551695516166"), Value(73703709551695516166.0));
+}
+
 TEST(ParseJson, ReadsEscapes) {
     EXPECT_EQ(parseJson(R"("\"\\\/\b\f\n\r\t")"), Value("\"\\/\b\f\n\r\t"));
     EXPECT_EQ(parseJson(R"("\u0041\u00e9\u20AC\uD83D\uDE00")"), Value("A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"));
