@@ -1,7 +1,9 @@
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace harvelstone::testing {
 
@@ -11,7 +13,11 @@ class NoDescriptors {
   public:
     NoDescriptors() {
         EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before_), 0);
-        const rlimit none{.rlim_cur = 0, .rlim_max = before_.rlim_max};
+        // Not less than are open: the system would let no one wait for them.
+        const int lowestFree = open("/dev/null", O_RDONLY | O_CLOEXEC);
+        EXPECT_GE(lowestFree, 0);
+        close(lowestFree);
+        const rlimit none{.rlim_cur = static_cast<rlim_t>(lowestFree), .rlim_max = before_.rlim_max};
         EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
     }
     ~NoDescriptors() { EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before_), 0); }
