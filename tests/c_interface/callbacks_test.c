@@ -160,12 +160,14 @@ TEST(AnExchangeIsAnsweredOnce) {
     client_answer = NULL;
     start_with_client();
     CHECK_OK(harvelstone_send());
+    CHECK_OK(harvelstone_set_consent(false)); /* one request is enough */
     const harvelstone_exchange exchange = client_request(0)->exchange;
     CHECK_REFUSED(harvelstone_http_answer(exchange, 200, NULL, 1), "the body is NULL");
     CHECK_OK(harvelstone_http_answer(exchange, 200, "{}", 2));
     CHECK_REFUSED(harvelstone_http_answer(exchange, 200, "{}", 2), "no such exchange");
     CHECK_REFUSED(harvelstone_http_fail(exchange, "late"), "no such exchange");
     CHECK_REFUSED(harvelstone_http_fail(0, "none"), "no such exchange");
+    CHECK_OK(harvelstone_flush(deadline, NULL));
 }
 
 static void check_transport_failed(void) {
