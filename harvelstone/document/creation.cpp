@@ -58,7 +58,6 @@ std::shared_ptr<NamedMap> DocumentManager::createDocument() {
                             HarvelstonePostback::sharedInstance().getPostbackJosn());
     // Not every file system keeps the order of renamings when power is lost: each of the three steps of a new document
     // is on disk before the next begins.
-    document->save();
     (*documentDB)->commitAfter(document);
     documetNameList->update([&](const DocumentNames& names) { return names.withAppended(documentId); });
     storeDocumentNames();

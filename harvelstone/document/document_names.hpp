@@ -21,8 +21,6 @@ void storeDocumentNames();
 /// The pending list as that map holds it, oldest first; absent when there is none or it is no list. Elements that
 /// can name no document are left out.
 std::optional<std::vector<std::string>> storedDocumentNames(const NamedMap& db);
-/// The same for what the map holds under that key.
-std::optional<std::vector<std::string>> documentNamesFrom(const std::optional<Value>& stored);
 
 /// The list and its account as they stand in the values of that map; what is missing is empty.
 DocumentNames documentNamesIn(const Dictionary& db);

@@ -18,16 +18,7 @@ bool canNameDocument(const std::string& name) {
     return canBeStored(name) && canBeStored(StaticValues::CAMPAIGN_FILE_PREFIX() + name);
 }
 
-void joinNames(Dictionary& put, const Dictionary& stored) {
-    if (!stored.contains(*DOCUMENT_TARGET_NAME) && !stored.contains(ledgerKey)) return;
-    const auto earlier = documentNamesIn(stored);
-    const auto joined = documetNameList->update([&](const DocumentNames& names) { return names.behind(earlier); });
-    put.insert_or_assign(*DOCUMENT_TARGET_NAME, joined->asList());
-    put.insert_or_assign(std::string(ledgerKey), storedAccount(joined->account()));
-}
-
-}  // namespace
-
+/// What the map holds under DOCUMENT_TARGET_NAME, without what can name no document.
 std::optional<std::vector<std::string>> documentNamesFrom(const std::optional<Value>& stored) {
     const List* list = stored ? stored->list() : nullptr;
     if (list == nullptr) return std::nullopt;
@@ -41,6 +32,16 @@ std::optional<std::vector<std::string>> documentNamesFrom(const std::optional<Va
     }
     return names;
 }
+
+void joinNames(Dictionary& put, const Dictionary& stored) {
+    if (!stored.contains(*DOCUMENT_TARGET_NAME) && !stored.contains(ledgerKey)) return;
+    const auto earlier = documentNamesIn(stored);
+    const auto joined = documetNameList->update([&](const DocumentNames& names) { return names.behind(earlier); });
+    put.insert_or_assign(*DOCUMENT_TARGET_NAME, joined->asList());
+    put.insert_or_assign(std::string(ledgerKey), storedAccount(joined->account()));
+}
+
+}  // namespace
 
 std::optional<std::vector<std::string>> storedDocumentNames(const NamedMap& db) {
     return documentNamesFrom(db.get(*DOCUMENT_TARGET_NAME));
