@@ -10,7 +10,9 @@ declare -A packages_of=(
              zlib1g-dev libcurl4-openssl-dev libsimdjson-dev libasio-dev libfmt-dev uuid-dev
              libcli11-dev libcpp-httplib-dev"
     # tzdata: tests of calendars choose their time zone. libssl-dev, openssl: servers over TLS and their certificates.
-    [test]="libgtest-dev libgmock-dev librapidcheck-dev nlohmann-json3-dev libssl-dev openssl python3 tzdata"
+    # python3-jsonschema: what is uploaded is held against its schema.
+    [test]="libgtest-dev libgmock-dev librapidcheck-dev nlohmann-json3-dev libssl-dev openssl python3 python3-jsonschema
+            tzdata"
     [lint]="clang clang-format clang-tidy"
     [check]="python3 git"
     # dpkg-dev: what the Debian packages depend on. clang: the second compiler of the installed headers.

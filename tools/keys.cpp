@@ -25,6 +25,13 @@ void appendTable(std::string& text, std::string_view title, const std::vector<Na
     }
 }
 
+void appendMarkdownTable(std::string& text, std::string_view title, const std::vector<NamedConstant>& constants) {
+    fmt::format_to(std::back_inserter(text), "## {}\n\n| accessor | text |\n|---|---|\n", title);
+    for (const auto& constant : constants) {
+        fmt::format_to(std::back_inserter(text), "| `{}` | `{}` |\n", constant.accessor, constant.text);
+    }
+}
+
 Dictionary asDictionary(const std::vector<NamedConstant>& constants) {
     Dictionary dictionary;
     for (const auto& constant : constants) dictionary.emplace(constant.accessor, constant.text);
@@ -40,13 +47,32 @@ std::string keysText() {
     return text;
 }
 
+std::string keysMarkdown() {
+    std::string text;
+    appendMarkdownTable(text, "StaticValues", staticValuesTable());
+    text += "\n";
+    appendMarkdownTable(text, "TrackType", trackTypeTable());
+    return text;
+}
+
 std::string keysJson() {
     return platform::jsonText(
         Dictionary{{"StaticValues", asDictionary(staticValuesTable())}, {"TrackType", asDictionary(trackTypeTable())}});
 }
 
-int runKeys(bool asJson) {
-    std::cout << (asJson ? keysJson() + "\n" : keysText()) << std::flush;
+int runKeys(KeysFormat format) {
+    switch (format) {
+        case KeysFormat::text:
+            std::cout << keysText();
+            break;
+        case KeysFormat::json:
+            std::cout << keysJson() << "\n";
+            break;
+        case KeysFormat::markdown:
+            std::cout << keysMarkdown();
+            break;
+    }
+    std::cout << std::flush;
     return std::cout ? exitDone : exitFailed;
 }
 

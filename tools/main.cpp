@@ -93,10 +93,14 @@ void addInspect(CLI::App& app, Run& run) {
 }
 
 void addKeys(CLI::App& app, Run& run) {
-    auto asJson = std::make_shared<bool>(false);
+    auto format = std::make_shared<KeysFormat>(KeysFormat::text);
     auto* keys = addSubcommand(app, "keys", "Print every key accessor with its text", run,
-                               [asJson] { return runKeys(*asJson); });
-    keys->add_flag("--json", *asJson, "Print as JSON");
+                               [format] { return runKeys(*format); });
+    auto* json = keys->add_flag_callback(
+        "--json", [format] { *format = KeysFormat::json; }, "Print as JSON");
+    keys->add_flag_callback(
+            "--markdown", [format] { *format = KeysFormat::markdown; }, "Print as tables of a page")
+        ->excludes(json);
 }
 
 int runCommand(int argc, char** argv) {

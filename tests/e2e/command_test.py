@@ -1,6 +1,7 @@
 """The command line itself: help, exit codes, keys."""
 
 import json
+import pathlib
 
 import harness
 from harness import DONE, WRONG_USE, run
@@ -30,7 +31,8 @@ class CommandLine(harness.Case):
         self.assertRegex(ended.stdout, r"\A\d+\.\d+\.\d+\n\Z")
 
     def test_wrong_use_ends_with_2_and_a_message(self):
-        for arguments in ((), ("fly",), ("keys", "--xml"), ("keys", "extra"), ("inspect",), ("replay",),
+        for arguments in ((), ("fly",), ("keys", "--xml"), ("keys", "extra"),
+                          ("keys", "--json", "--markdown"), ("inspect",), ("replay",),
                           ("replay", "s.jsonl", "--target", "http://x"), ("replay", "s.jsonl", "--documents", "d"),
                           ("collect", "--port", "70000"), ("collect", "--port", "x"), ("collect", "--max-body", "0"),
                           ("demo", "extra"), ("--fly",)):
@@ -64,6 +66,13 @@ class Keys(harness.Case):
         self.assertEqual(ended.returncode, DONE)
         self.assertRegex(ended.stdout, r"(?m)^  PARAM_AK +app_key$")
         self.assertRegex(ended.stdout, r"(?m)^  TYPE_SESSION +session$")
+
+    def test_as_markdown_are_the_end_of_their_page(self):
+        ended = run("keys", "--markdown")
+        self.assertEqual(ended.returncode, DONE)
+        page = pathlib.Path(__file__).resolve().parents[2] / "docs" / "keys.md"
+        written = page.read_text(encoding="utf-8")
+        self.assertEqual(written[written.index("## StaticValues\n"):], ended.stdout, "the page tells how to renew them")
 
 
 if __name__ == "__main__":

@@ -7,6 +7,7 @@ import subprocess
 import time
 
 import harness
+import upload_schema
 from harness import COMMAND, DONE, run
 
 
@@ -24,6 +25,7 @@ class Demo(harness.Case):
 
         with open(os.path.join(store, "documents.jsonl"), encoding="utf-8") as file:
             received = [json.loads(line) for line in file]
+        upload_schema.check(received)
         documents = [document for document in received if "postback" in document]
         self.assertEqual(len(received) - len(documents), 2)
         self.assertGreaterEqual(len({document["session"]["sid"] for document in documents}), 5)

@@ -16,6 +16,8 @@ import time
 import unittest
 import urllib.parse
 
+import upload_schema
+
 COMMAND = os.environ["HARVELSTONE_COMMAND"]
 TIME_LIMIT = 60
 
@@ -194,7 +196,11 @@ class Case(unittest.TestCase):
         return self.path(name)
 
     def server(self, *arguments, **options):
-        server = Server(*arguments, **options)
+        return self.closed_and_checked(Server(*arguments, **options))
+
+    def closed_and_checked(self, server):
+        """At the end of the test; what was uploaded to the server must be as the schema says."""
+        self.addCleanup(lambda: upload_schema.check(server.documents()))
         self.addCleanup(server.close)
         return server
 

@@ -323,10 +323,11 @@ class Sending(harness.Case):
 
     def test_short_pages_are_folded(self):
         server = self.server()
-        progress = [step("pageProgress", record={"PARAM_VT_TZ": date, "PARAM_VS": 1.5, "PARAM_CS_P_V": 1}) for date in "ab"]
+        dates = ("2016-11-16T01:20:00+00:00", "2016-11-16T01:20:05+00:00")
+        progress = [step("pageProgress", record={"PARAM_VT_TZ": date, "PARAM_VS": 1.5, "PARAM_CS_P_V": 1}) for date in dates]
         self.play([NO_HOLD, START, *progress, SEND], server.url)
         page, = server.documents()[0]["pages"]
-        self.assertEqual((page["visit_time"], page["visit_seconds"], page["page_views"]), ("b", 2, 2))
+        self.assertEqual((page["visit_time"], page["visit_seconds"], page["page_views"]), (dates[1], 2, 2))
 
     def test_the_target_may_change(self):
         server = self.server()

@@ -45,9 +45,7 @@ class Certificates(harness.Case):
                 "-keyout", key, "-out", request)
         openssl("x509", "-req", "-in", request, "-CA", self.authority, "-CAkey", self.path("authority.key"),
                 "-CAcreateserial", "-days", days, "-extfile", extensions, "-out", certificate)
-        server = TlsServer(certificate, key)
-        self.addCleanup(server.close)
-        return server
+        return self.closed_and_checked(TlsServer(certificate, key))
 
     def play_over(self, server, *options):
         """Two visits, so that the loop has a next document to go on to."""
