@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the named groups need (all groups without an argument), as root or through sudo.
 # Quiet and quick when everything is there.
-#   scripts/install-dependencies.sh [build|test|lint|check|install|coverage|bench|fuzz]...
+#   scripts/install-dependencies.sh [build|test|lint|check|docs|install|coverage|bench|fuzz]...
 set -euo pipefail
 
 declare -A packages_of=(
@@ -15,6 +15,7 @@ declare -A packages_of=(
             tzdata"
     [lint]="clang clang-format clang-tidy"
     [check]="python3 git"
+    [docs]="doxygen"
     # dpkg-dev: what the Debian packages depend on. clang: the second compiler of the installed headers.
     [install]="clang dpkg-dev"
     [coverage]="gcovr"

@@ -1,7 +1,8 @@
 #ifndef HARVELSTONE_API_HARVELSTONE_H
 #define HARVELSTONE_API_HARVELSTONE_H
 
-/*
+/**
+ * @file
  * The C face of harvelstone, in C99, for hosts in other languages. What each operation does stands at the operation of
  * the same name in Analytics.hpp; docs/c-interface.md has the whole in one place, with an example.
  *
@@ -21,7 +22,7 @@
 #define HARVELSTONE_VERSION_MAJOR 0
 #define HARVELSTONE_VERSION_MINOR 1
 #define HARVELSTONE_VERSION_PATCH 0
-/* To compare versions: 10203 is 1.2.3. */
+/** To compare versions: 10203 is 1.2.3. */
 #define HARVELSTONE_VERSION \
     (HARVELSTONE_VERSION_MAJOR * 10000 + HARVELSTONE_VERSION_MINOR * 100 + HARVELSTONE_VERSION_PATCH)
 
@@ -39,43 +40,43 @@ extern "C" {
 typedef int32_t harvelstone_status;
 enum {
     HARVELSTONE_OK = 0,
-    HARVELSTONE_INVALID_ARGUMENT = 1, /* nothing was recorded or changed */
+    HARVELSTONE_INVALID_ARGUMENT = 1, /**< nothing was recorded or changed */
     HARVELSTONE_OUT_OF_MEMORY = 2,
-    HARVELSTONE_FAILED = 3 /* any other failure: one of ours, or of the machine */
+    HARVELSTONE_FAILED = 3 /**< any other failure: one of ours, or of the machine */
 };
 
-/* Why the last call on this thread that failed did so; "" before the first failure. Ours, and there until the next call
-   on this thread that fails. */
+/** Why the last call on this thread that failed did so; "" before the first failure. Ours, and there until the next
+   call on this thread that fails. */
 HARVELSTONE_C_EXPORT const char* harvelstone_last_error(void) HARVELSTONE_NOEXCEPT;
 
-/* The version of the library that is loaded, for example "1.2.3", and as HARVELSTONE_VERSION has it. */
+/** The version of the library that is loaded, for example "1.2.3", and as HARVELSTONE_VERSION has it. */
 HARVELSTONE_C_EXPORT const char* harvelstone_version(void) HARVELSTONE_NOEXCEPT;
 HARVELSTONE_C_EXPORT int32_t harvelstone_version_number(void) HARVELSTONE_NOEXCEPT;
 
-/* Gives back a text that a function here has made; NULL is nothing. */
+/** Gives back a text that a function here has made; NULL is nothing. */
 HARVELSTONE_C_EXPORT void harvelstone_free_text(char* text) HARVELSTONE_NOEXCEPT;
 
 /* ---- Callbacks ---- */
 
 typedef int32_t harvelstone_log_kind;
 enum {
-    HARVELSTONE_LOG_PLATFORM = 0, /* said whatever the debug setting */
+    HARVELSTONE_LOG_PLATFORM = 0, /**< said whatever the debug setting */
     HARVELSTONE_LOG_DEBUG = 1
 };
 
-/* Takes one line of the log, without line feed. The line is there until the callback returns. */
+/** Takes one line of the log, without line feed. The line is there until the callback returns. */
 typedef void (*harvelstone_log_callback)(harvelstone_log_kind kind, const char* line, void* user_data);
 
-/* Work for the main queue. Each is run or dropped once; 0 is none. */
+/** Work for the main queue. Each is run or dropped once; 0 is none. */
 typedef uint64_t harvelstone_task;
 
-/* Runs the task on the host's main thread, by harvelstone_run_task, once the delay has passed. Must not wait for it. */
+/** Has harvelstone_run_task called on the host's main thread once the delay has passed. Must not wait for it. */
 typedef void (*harvelstone_main_queue_callback)(harvelstone_task task, double delay_seconds, void* user_data);
 
-/* Runs what a main queue was given. A task that was run or dropped before, or that belongs to the process that this one
-   was forked from, is refused. */
+/** Runs what a main queue was given. A task that was run or dropped before, or that belongs to the process that this
+   one was forked from, is refused. */
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_run_task(harvelstone_task task) HARVELSTONE_NOEXCEPT;
-/* For a queue that comes to its end with tasks in it. */
+/** For a queue that comes to its end with tasks in it. */
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_drop_task(harvelstone_task task) HARVELSTONE_NOEXCEPT;
 
 typedef struct harvelstone_http_header {
@@ -83,9 +84,9 @@ typedef struct harvelstone_http_header {
     const char* value;
 } harvelstone_http_header;
 
-/* A request to be sent as it is. Everything in it is there until the callback returns. */
+/** A request to be sent as it is. Everything in it is there until the callback returns. */
 typedef struct harvelstone_http_request {
-    size_t size; /* of this struct in the library, which may be a newer one */
+    size_t size; /**< of this struct in the library, which may be a newer one */
     const char* url;
     const char* method;
     const harvelstone_http_header* headers;
@@ -94,20 +95,20 @@ typedef struct harvelstone_http_request {
     size_t body_size;
 } harvelstone_http_request;
 
-/* A request under way. Each is answered once; 0 is none. */
+/** A request under way. Each is answered once; 0 is none. */
 typedef uint64_t harvelstone_exchange;
 
-/* Starts the request with the host's own client and returns at once. The answer comes by harvelstone_http_answer or
+/** Starts the request with the host's own client and returns at once. The answer comes by harvelstone_http_answer or
    harvelstone_http_fail, at any time, on any thread, inside the callback too; without one the library waits for ever
    and sends no more. Verify the server, keep no cookies, and give up on a server that does not answer. */
 typedef void (*harvelstone_http_callback)(const harvelstone_http_request* request, harvelstone_exchange exchange,
                                           void* user_data);
 
-/* The server answered: its status, and its body as it came, of any bytes. A body above 64 KiB counts as no answer. */
+/** The server answered: its status, and its body as it came, of any bytes. A body above 64 KiB counts as no answer. */
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_http_answer(harvelstone_exchange exchange, int32_t http_status,
                                                                 const void* body,
                                                                 size_t body_size) HARVELSTONE_NOEXCEPT;
-/* There was no answer. */
+/** There was no answer. */
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_http_fail(harvelstone_exchange exchange,
                                                               const char* reason) HARVELSTONE_NOEXCEPT;
 
@@ -119,16 +120,16 @@ enum { HARVELSTONE_UNSET = 0, HARVELSTONE_NO = 1, HARVELSTONE_YES = 2 };
 typedef int32_t harvelstone_main_queue;
 enum {
     HARVELSTONE_MAIN_QUEUE_OWN_THREAD = 0,
-    HARVELSTONE_MAIN_QUEUE_PUMPED = 1 /* by harvelstone_run_main_queue */
+    HARVELSTONE_MAIN_QUEUE_PUMPED = 1 /**< by harvelstone_run_main_queue */
 };
 
-/* The settings of an app, as in AnalyticsOptions. Start from zeros, with the size set:
+/** The settings of an app, as in AnalyticsOptions. Start from zeros, with the size set:
 
        harvelstone_options options = {.size = sizeof options};
 
    What is left zero keeps the value of the last start, or its default. */
 typedef struct harvelstone_options {
-    size_t size; /* of this struct in the host: it may be an older or a newer one than the library's */
+    size_t size; /**< of this struct in the host: it may be an older or a newer one than the library's */
 
     const char* target_uri;
     const char* certificate_authorities;
@@ -140,7 +141,7 @@ typedef struct harvelstone_options {
     const char* imei;
     const char* documents_folder;
 
-    const int64_t* return_visit_days; /* a pointer, because 0 is a number of days, too */
+    const int64_t* return_visit_days; /**< a pointer, because 0 is a number of days, too */
     int64_t visit_timeout_seconds;
 
     harvelstone_choice advertising_id_allowed;
@@ -148,11 +149,11 @@ typedef struct harvelstone_options {
     harvelstone_choice debug;
     harvelstone_main_queue main_queue;
 
-    harvelstone_log_callback log; /* instead of standard error */
+    harvelstone_log_callback log; /**< instead of standard error */
     void* log_user_data;
-    harvelstone_main_queue_callback run_on_main_queue; /* instead of either kind of `main_queue` */
+    harvelstone_main_queue_callback run_on_main_queue; /**< instead of either kind of `main_queue` */
     void* main_queue_user_data;
-    harvelstone_http_callback send_request; /* instead of the library's own client */
+    harvelstone_http_callback send_request; /**< instead of the library's own client */
     void* http_user_data;
 } harvelstone_options;
 
@@ -169,7 +170,7 @@ HARVELSTONE_C_EXPORT harvelstone_status harvelstone_refresh_document(void) HARVE
 
 /* ---- Records, into the newest document ---- */
 
-/* The details may be NULL: none. */
+/** The details may be NULL: none. */
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_page(const char* name,
                                                          const char* details_json) HARVELSTONE_NOEXCEPT;
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_page_record(const char* record_json) HARVELSTONE_NOEXCEPT;
@@ -179,19 +180,19 @@ HARVELSTONE_C_EXPORT harvelstone_status harvelstone_click(const char* record_jso
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_revenue(const char* record_json) HARVELSTONE_NOEXCEPT;
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_push_opened(const char* record_json) HARVELSTONE_NOEXCEPT;
 
-/* The names may be NULL: none. */
+/** The names may be NULL: none. */
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_set_product(const char* code,
                                                                 const char* name) HARVELSTONE_NOEXCEPT;
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_set_product_category(const char* code,
                                                                          const char* name) HARVELSTONE_NOEXCEPT;
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_goal(int64_t number, int64_t value) HARVELSTONE_NOEXCEPT;
-/* The value is JSON of any kind but null: a text stands in quotation marks. */
+/** The value is JSON of any kind but null: a text stands in quotation marks. */
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_event(const char* type, const char* name,
                                                           const char* value_json) HARVELSTONE_NOEXCEPT;
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_campaign(const char* type, const char* name, const char* value_json,
                                                              const char* referrer) HARVELSTONE_NOEXCEPT;
 
-/* NULL: there is no referrer to wait for. */
+/** NULL: there is no referrer to wait for. */
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_install_referrer(const char* values_json) HARVELSTONE_NOEXCEPT;
 
 /* ---- Sending ---- */
@@ -201,15 +202,15 @@ HARVELSTONE_C_EXPORT harvelstone_status harvelstone_send_click_immediately(const
     HARVELSTONE_NOEXCEPT;
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_send_goal_immediately(const char* record_json) HARVELSTONE_NOEXCEPT;
 
-/* Sends and waits until no upload is under way or so much time has passed. The receipt may be NULL: not wanted. Else it
-   is set to a JSON text, to be given back by harvelstone_free_text; or to NULL when the call fails:
+/** Sends and waits until no upload is under way or so much time has passed. The receipt may be NULL: not wanted. Else
+   it is set to a JSON text, to be given back by harvelstone_free_text; or to NULL when the call fails:
 
        {"complete": true, "documents_sent": 1, "documents_still_stored": 1, "documents_dropped": {"expired": 2},
         "ledger": {...}} */
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_flush(int64_t deadline_milliseconds,
                                                           char** receipt_json) HARVELSTONE_NOEXCEPT;
 
-/* What became of every document and record so far, as a JSON text to be given back by harvelstone_free_text; NULL when
+/** What became of every document and record so far, as a JSON text to be given back by harvelstone_free_text; NULL when
    the call fails. Of records, those kinds alone that occurred:
 
        {"documents": {"created": 2, "sent": 1, "retired": {}, "pending": 1},
