@@ -3,6 +3,7 @@
 #include "harvelstone/platform/CurlConnection.hpp"
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <curl/curl.h>
 #include <fmt/format.h>
@@ -34,17 +35,21 @@ struct Ended {
 using HeaderLines = std::unique_ptr<curl_slist, Ended<curl_slist_free_all>>;
 
 /// Sets libcurl up for the process, once.
-void prepareLibrary() {
+CURLcode initialized() {
     static constinit std::optional<CURLcode> result;
-    const auto status = [] {
-        const std::lock_guard lock(heldAcrossFork());
-        if (!result) {
-            result = curl_global_init(CURL_GLOBAL_DEFAULT);
-            ExitGuard::watchForExit();
-        }
-        return *result;
-    }();
-    if (status != CURLE_OK) throw Exception(fmt::format("libcurl: {}", curl_easy_strerror(status)));
+    const std::lock_guard lock(heldAcrossFork());
+    if (!result) {
+        result = curl_global_init(CURL_GLOBAL_DEFAULT);
+        ExitGuard::watchForExit();
+    }
+    return *result;
+}
+
+/// Watches for the exit a second time, from the first request on: this handler comes before what the host has made
+/// since it started the library is destroyed, and so no completion finds that gone.
+void watchFromFirstRequest() {
+    static constinit std::atomic<bool> isWatching = false;
+    if (!isWatching.exchange(true)) ExitGuard::watchForExit();
 }
 
 void addLine(HeaderLines& lines, const std::string& line) {
@@ -272,8 +277,12 @@ HttpOutcome CurlConnection::Transfer::run() {
     return failed(exchange_.takeResponse(), details.empty() ? curl_easy_strerror(result) : std::string(details));
 }
 
+void CurlConnection::prepareLibrary() { static_cast<void>(initialized()); }
+
 CurlConnection::CurlConnection() {
-    prepareLibrary();
+    const auto status = initialized();
+    if (status != CURLE_OK) throw Exception(fmt::format("libcurl: {}", curl_easy_strerror(status)));
+    watchFromFirstRequest();
     open();
 }
 

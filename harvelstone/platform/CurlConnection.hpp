@@ -19,6 +19,10 @@ struct HttpOutcome {
 /// A libcurl handle with the connections that it keeps open from one request to the next. Used by one thread at a time.
 class CurlConnection {
   public:
+    /// Sets libcurl up, for the first connection. Not left to a worker: if the host exits at this very time, the TLS
+    /// library is taken down in the middle of it.
+    static void prepareLibrary();
+
     /// Raises Exception when libcurl cannot be set up.
     CurlConnection();
     ~CurlConnection();

@@ -111,6 +111,7 @@ class CurlHttpClient::Pool {
 
 CurlHttpClient::CurlHttpClient(CurlSettings settings) {
     checkAuthorities(settings.certificateAuthorities);
+    CurlConnection::prepareLibrary();
     pool_ = std::make_shared<Pool>(std::move(settings));
 }
 

@@ -45,8 +45,8 @@ struct CurlSettings {
 /// is none, or it breaks one of the limits, the data is absent and the error says why.
 ///
 /// A URL that is no http or https URL with a host, or that holds credentials, a blank, a control character or NUL,
-/// raises InvalidArgumentException; so does a header that would break the request's head. Nothing is set up before the
-/// first request.
+/// raises InvalidArgumentException; so does a header that would break the request's head. The first client sets libcurl
+/// up, in less than a millisecond; connections are made by requests.
 class CurlHttpClient final : public HttpClient {
   public:
     explicit CurlHttpClient(CurlSettings settings = {});

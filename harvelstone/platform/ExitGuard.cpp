@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "harvelstone/platform/PerProcess.hpp"
+#include "harvelstone/platform/keep_loaded.hpp"
 
 namespace harvelstone::platform {
 namespace {
@@ -36,10 +37,11 @@ Gate& gate() { return *theGate; }
 }  // namespace
 
 void ExitGuard::watchForExit() {
+    keepLoaded();  // the handler must not go with a plug-in
     gate();
     std::atexit([] {
         std::unique_lock lock(gate().mutex);
-        gate().isExiting = true;
+        if (std::exchange(gate().isExiting, true)) return;  // waits once
         for (const auto* guard : gate().inside) guard->wakeUp_();
         gate().someoneLeft.wait_for(lock, longestWait, [] { return gate().inside.empty(); });
     });

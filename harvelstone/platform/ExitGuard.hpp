@@ -13,7 +13,8 @@ namespace harvelstone::platform {
 class ExitGuard {
   public:
     /// Starts to watch for the exit of the process. To be called once the library that is to be guarded has been set
-    /// up, since exit handlers run in the opposite order of their registration.
+    /// up, since exit handlers run in the opposite order of their registration. May be called again,
+    /// to meet the exit earlier.
     static void watchForExit();
 
     /// The wake-up function may be called on any thread, as long as the object lives.

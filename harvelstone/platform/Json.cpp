@@ -229,22 +229,27 @@ std::string textOf(const Content& content) {
     return writer.takeText();
 }
 
-/// simdjson's own maker of parsers goes with the exit of the process, while a worker may still read. From then on one
-/// that never goes is in its place; nobody is between the two, since both sides hold the mutex.
-void outliveExit() {
-    static NeverDestroyed<const simdjson::builtin::implementation> lasting;
-    static_cast<void>(simdjson::get_active_implementation()->name());  // made now, so it goes after our handler has run
-    std::atexit([] {
+// Guarded by the mutex that is held across a fork.
+constinit bool hasExitBegun = false;
+
+/// The exit of the process takes simdjson's own makers of parsers away, while a worker may still read. They are made
+/// here, so that they go after this handler: those that a worker made while the host exits could go at once.
+int watchForExit() noexcept {
+    static_cast<void>(simdjson::get_active_implementation()->name());
+    return std::atexit([] {
         const std::lock_guard lock(heldAcrossFork());
-        simdjson::get_active_implementation() = &*lasting;
+        hasExitBegun = true;
     });
 }
 
+[[maybe_unused]] const int isWatching = watchForExit();
+
+/// Once the exit has begun, parsers are made by a maker that never goes.
 bool allocate(ondemand::parser& parser, std::size_t capacity, std::size_t depth) {
-    static constinit bool doesOutliveExit = false;
-    keepLoaded();  // the handler of the exit must not go with a plug-in
+    keepLoaded();  // a plug-in must not take the lasting one with it
     const std::lock_guard lock(heldAcrossFork());
-    if (!std::exchange(doesOutliveExit, true)) outliveExit();
+    static NeverDestroyed<const simdjson::builtin::implementation> lasting;
+    if (hasExitBegun) simdjson::get_active_implementation() = &*lasting;
     return parser.allocate(capacity, depth) == simdjson::SUCCESS;
 }
 

@@ -3,6 +3,8 @@
 #include <iostream>
 
 #include "tests/host/Ending.hpp"
+#include "tests/support/LoopbackServer.hpp"
+#include "tests/support/TestPlatform.hpp"
 
 namespace harvelstone::testing {
 namespace {
@@ -32,6 +34,22 @@ TEST_P(ExitOfTheHost, IsOrderlyAndTakesNoTime) {
     EXPECT_LT(shortest, limit);
     std::cout << "longest stall at exit: " << longest.count() << " us\n";
 }
+
+/// A host in whose exit the library is still put to work, by handlers of the host's or by a thread that goes on.
+using LastMinute = ::testing::TestWithParam<const char*>;
+
+TEST_P(LastMinute, LeavesTheEndToTheHost) {
+    const LoopbackServer server;
+    for (int time = 0; time < 5; ++time) {
+        const TemporaryFolder documents;
+        HostProcess app(HOST_APP, {server.url(), documents.path(), "last minute", GetParam()});
+        const auto end = app.waitForEnd();
+        ASSERT_TRUE(end.isExit(0)) << "status " << end.status;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Deeds, LastMinute, ::testing::Values("first_answer", "answers", "first_upload", "record"),
+                         [](const auto& deed) { return deed.param; });
 
 INSTANTIATE_TEST_SUITE_P(Moments, ExitOfTheHost, ::testing::ValuesIn(everyEnding()), nameOf);
 

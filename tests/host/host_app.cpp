@@ -1,4 +1,4 @@
-// usage: host_app URL FOLDER end MOMENT WAY | fork STORY | quiet | quiet with patient workers
+// usage: host_app URL FOLDER end MOMENT WAY | "last minute" DEED | fork STORY | quiet | quiet with patient workers
 #include "tests/host/host_app.hpp"
 
 #include <chrono>
@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "harvelstone/platform/WorkerThreads.hpp"
+
+#include "tests/host/last_minute.hpp"
 
 namespace host {
 
@@ -45,6 +47,11 @@ int run(const Orders& orders) {
         return 0;
     }
     if (what == "fork") return playFork(orders.at(1), orders);
+    if (what == "last minute") {
+        prepareLastMinute(orders.at(1), orders);
+        announceEnd();
+        return 0;
+    }
     reach(orders.at(1), orders);
     waitForTest();
     end(orders.at(2));

@@ -114,6 +114,18 @@ TEST(GuardedWork, OfAParentIsNothingToAForkedChild) {
     EXPECT_EQ(exitCodeOf(beginExit), 0);
 }
 
+/// A worker that came to watch only with its first request could come too late.
+TEST(GuardedWork, IsWatchedOverFromTheFirstClientOn) {
+    constexpr int wokenUp = 3;
+    const auto exitWithClient = [] {
+        auto* client = new platform::CurlHttpClient;
+        EXPECT_NE(client, nullptr);
+        const ExitGuard guard([] { _exit(wokenUp); });
+        beginExit();
+    };
+    EXPECT_EQ(exitCodeOf(exitWithClient), wokenUp);
+}
+
 /// Starts an upload in this process and gives control back while the server leaves it without an answer.
 void leaveUploadUnanswered(platform::CurlHttpClient& client, platform::Workers& workers) {
     static std::promise<void> hasArrived;
