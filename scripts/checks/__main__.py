@@ -4,13 +4,14 @@ import pathlib
 import sys
 
 import boundaries
+import code_blocks
 import contents
 import guarantees
 import links
 import selector_table
 import wording
 
-CHECKS = [boundaries, contents, selector_table, wording, links, guarantees]
+CHECKS = [boundaries, contents, selector_table, wording, links, guarantees, code_blocks]
 
 
 def main():

@@ -72,7 +72,7 @@ class Keys(harness.Case):
         self.assertEqual(ended.returncode, DONE)
         page = pathlib.Path(__file__).resolve().parents[2] / "docs" / "keys.md"
         written = page.read_text(encoding="utf-8")
-        self.assertEqual(written[written.index("## StaticValues\n"):], ended.stdout, "the page tells how to renew them")
+        self.assertEqual(written[written.index("## StaticValues\n"):], ended.stdout)
 
 
 if __name__ == "__main__":

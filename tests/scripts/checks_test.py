@@ -10,6 +10,7 @@ SCRIPTS = pathlib.Path(__file__).resolve().parents[2] / "scripts"
 sys.path.insert(0, str(SCRIPTS / "checks"))
 
 import boundaries  # noqa: E402
+import code_blocks  # noqa: E402
 import contents  # noqa: E402
 import guarantees  # noqa: E402
 import links  # noqa: E402
@@ -311,6 +312,51 @@ class GuaranteesTest(TreeTest):
                 "docs/guarantees.md:2: there is no test Folder.*",
             ],
         )
+
+
+class CodeBlocksTest(TreeTest):
+    def findings(self, language, block):
+        self.write("README.md", f"# Title\n\n```{language}\n{block}```\n")
+        return code_blocks.check(self.root)
+
+    def assert_found(self, language, block, fault):
+        self.assertEqual(self.findings(language, block), [f"README.md:3: {fault}"])
+
+    def test_what_is_quoted_from_an_example_is_fine(self):
+        self.write("examples/hosts/a.cpp", "int main() {\n    first();\n\n    if (x) {\n        second();\n    }\n}\n")
+        for block in ("first();\n\nif (x) {\n    second();\n}\n", "    first();\n", "int main() {\n    first();\n"):
+            self.assertEqual(self.findings("cpp", block), [])
+
+    def test_what_is_not_quoted_line_for_line_is_found(self):
+        self.write("examples/hosts/a.cpp", "first();\n\nsecond();\nthird();\n")
+        fault = "the block stands in no file that is compiled or run"
+        for block in ("fourth();\n", "first();\nsecond();\n", "first();\n\n    second();\n", "third();\nsecond();\n"):
+            self.assert_found("cpp", block, fault)
+        self.assert_found("c", "first();\n", fault)
+        self.assert_found("python", "first();\n", fault)
+
+    def test_json_is_parsed(self):
+        self.assertEqual(self.findings("json", '{"a": 1}\n'), [])
+        self.assertEqual(self.findings("jsonl", '# comment\n\n{"a": 1}\n[]\n'), [])
+        self.assertEqual(len(self.findings("json", '{"a": 1,}\n')), 1)
+        self.assertEqual(len(self.findings("jsonl", '{"a": 1}\n{"a"}\n')), 1)
+
+    def test_a_command_is_found_that_there_is_not(self):
+        self.write("dev", "usage:\n  demo [ARGUMENT...]   plays\n")
+        self.write("docs/collect.md", "--port N\n")
+        self.write("CMakePresets.json", '{"configurePresets": [{"name": "dev"}]}')
+        self.write("scripts/install-check", "quietly c++ -o shop\n")
+        self.write("examples/a.py", "")
+        for command in ("./dev demo  # plays", "build/release/harvelstone collect --port 8080", "python3 examples/a.py 1",
+                        "cmake --build --preset dev", "c++ shop.cpp -o shop"):
+            self.assertEqual(self.findings("sh", f"{command}\n"), [], command)
+        for command in ("./dev fly", "harvelstone collect --ports 1", "harvelstone fly", "python3 examples/b.py",
+                        "cmake --preset fly", "cc shop.c", "rm -r build"):
+            self.assertEqual(len(self.findings("sh", f"./dev demo\n{command}\n")), 1, command)
+
+    def test_a_language_that_nothing_is_known_of_is_found(self):
+        self.assertEqual(self.findings("", "printed\n"), [])
+        self.assert_found("rust", "fn main() {}\n", "nobody knows what to do with a block of rust")
 
 
 class CommandTest(TreeTest):
