@@ -26,6 +26,7 @@ class StubbornFileSystem final : public platform::FileSystem {
         return inner_->open(path, mode);
     }
     platform::Result<void> rename(const std::string& from, const std::string& to) override {
+        if (renameError) return *renameError;
         return inner_->rename(from, to);
     }
     platform::Result<void> remove(const std::string& path) override {
@@ -49,6 +50,7 @@ class StubbornFileSystem final : public platform::FileSystem {
 
     bool deletable = true;
     std::optional<std::error_code> removeError;
+    std::optional<std::error_code> renameError;
     std::optional<std::error_code> attributesError;
     std::function<void()> onRemove;  ///< called first by every removal
     std::function<void()> onList;    ///< called first by every listing

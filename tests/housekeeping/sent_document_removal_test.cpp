@@ -5,9 +5,11 @@
 namespace harvelstone::testing {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 constexpr const char* exceptionLine = "DEBUG_HARVELSTONE_JSON : an Exception occurred.";
 
@@ -18,6 +20,12 @@ class SentDocumentRemoval : public HousekeepingTest {
     }
     std::vector<std::string> linesOfDeleting(const std::string& name) {
         return linesOf([&] { manager().deletePath(path(name)); });
+    }
+    /// The list's next head has another id: time has passed.
+    void retireWhileNothingIsStored() {
+        machine.clock->advance(1);
+        files->renameError = std::make_error_code(std::errc::io_error);
+        manager().nextSendDocument();
     }
     void putEveryFile() {
         for (const auto* prefix : {"", "goal_", "pages_", "revenue_", "push_", "click_", "event_", "campaign_"})
@@ -96,6 +104,25 @@ TEST_F(SentDocumentRemoval, AnExceptionEndsItWithOneLineAndTheRestStays) {
     EXPECT_EQ(files->removed.size(), 2U);
     EXPECT_FALSE(isThere("goal_S1_1.000000.Harvelstone"));
     EXPECT_TRUE(isThere("pages_S1_1.000000.Harvelstone"));
+}
+
+TEST_F(SentDocumentRemoval, LeavesTheFilesWhileTheStoredListNamesTheDocument) {
+    const auto id = pendingIds().front();
+    retireWhileNothingIsStored();
+
+    EXPECT_EQ(linesOf([&] { manager().removeSentDocument(id); }).back(), exceptionLine);
+    EXPECT_TRUE(isThere(id + ".Harvelstone"));
+    EXPECT_THAT(idsOnDisk(machine), ElementsAre(id));
+}
+
+TEST_F(SentDocumentRemoval, StoresTheListBeforeTheFilesGo) {
+    const auto id = pendingIds().front();
+    retireWhileNothingIsStored();
+    files->renameError.reset();
+    files->onRemove = [&] { EXPECT_THAT(idsOnDisk(machine), Not(Contains(id))); };
+    manager().removeSentDocument(id);
+
+    EXPECT_FALSE(isThere(id + ".Harvelstone"));
 }
 
 TEST_F(SentDocumentRemoval, AnIdThatIsNoFileNameDeletesNothing) {
