@@ -60,4 +60,8 @@ void PendingFrames::drop(const Batch& written) {
     for (std::size_t i = 0; i < written.frames; ++i) popFront();
 }
 
+void PendingFrames::dropWhole(std::size_t bytes) {
+    while (!empty() && frames_.front().size() <= bytes) bytes -= popFront().size();
+}
+
 }  // namespace harvelstone

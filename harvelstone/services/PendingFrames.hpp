@@ -34,6 +34,8 @@ class PendingFrames {
     };
     Batch oldest() const;
     void drop(const Batch& written);
+    /// Drops those of the oldest frames that so many bytes hold to their end.
+    void dropWhole(std::size_t bytes);
 
   private:
     std::deque<std::string> frames_;

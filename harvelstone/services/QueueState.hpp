@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -131,6 +132,7 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     std::unique_ptr<Held> held_;
 
     PendingFrames pending_;
+    std::size_t left_ = 0;  // bytes of the last append that failed and could not be cut off
     std::map<std::uint64_t, std::deque<std::string>> poppedFromMemory_;  // by scope, as long as it runs
     std::set<std::uint64_t> unread_;                                     // scopes whose last pop failed
     bool isLockedOut_ = false;                                           // another holder let us wait in vain

@@ -1,6 +1,7 @@
 // The state of one record queue, its writing half: appending records, taking back what a failed write left, making
 // consumption durable, emptying the file. Writes "NAME.Harvelstone". Called with the state locked.
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <span>
@@ -32,14 +33,12 @@ Result<std::string> readAt(File& file, std::uint64_t offset, std::size_t size) {
     return std::string(bytes->substr(0, size));
 }
 
-/// Cuts off what a failed append left. False when all of it stands in the file and cannot be cut off. A part that
-/// stays does no harm: readers pass over it.
-bool takeBack(File& file, std::size_t size) {
+/// Cuts off what a failed append left; gives how much of it stays because it cannot be cut off.
+std::size_t takeBack(File& file) {
     const auto written = file.lastAppended();
-    if (written == 0) return true;
+    if (written == 0) return 0;
     const auto end = file.size();
-    if (end && file.truncate(*end - written)) return true;
-    return written < size;
+    return end && file.truncate(*end - written) ? 0 : written;
 }
 
 /// A file of its own: the moment when it was made, as the file system tells it.
@@ -66,7 +65,9 @@ void QueueState::add(std::string frame) {
 Result<void> QueueState::writePending(LaterLines& lines) {
     while (!pending_.empty()) {
         const auto batch = pending_.oldest();
+        left_ = 0;
         if (auto written = write(batch.bytes, lines); !written) {
+            pending_.dropWhole(left_);  // they are in the file, and must not get there twice
             noteFailure("write", written.error(), lines);
             return written;
         }
@@ -115,16 +116,19 @@ Result<void> QueueState::writeToNewFile(std::string_view frames, LaterLines& lin
     // Another process may have seen the file before it had its header; then it goes without.
     const auto header = *size == 0 ? queue_format::header(newHeader(path_)) : std::string();
     auto written = append(**file, header + std::string(frames), lines);
-    if (written) syncStorageFolder(lines);
+    left_ -= std::min(left_, header.size());
+    if (written || left_ > 0) syncStorageFolder(lines);
     return written;
 }
 
-/// After an error the bytes are not in the file, or only a part of them that readers pass over.
+/// After an error `left_` bytes of them are in the file. The frame that ends within these does no harm there: readers
+/// pass over it.
 Result<void> QueueState::append(File& file, std::string_view bytes, LaterLines& lines) {
     auto written = file.append(bytesOf(bytes));
     if (written) written = syncFile(file);
     if (written) failuresLogged_.erase("sync");
-    if (written || takeBack(file, bytes.size())) return written;
+    left_ = written ? 0 : takeBack(file);
+    if (written || left_ < bytes.size()) return written;
     noteFailure("sync", written.error(), lines);  // it stands in the file, only how safely is not known
     return {};
 }

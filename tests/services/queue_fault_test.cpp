@@ -138,6 +138,25 @@ TEST_F(QueueFaults, APartlyWrittenFrameThatCannotBeTakenBackDoesNoHarm) {
     EXPECT_THAT(storeLines(), ElementsAre("could not write q.Harvelstone : Input/output error"));
 }
 
+TEST_F(QueueFaults, RecordsThatWereWrittenWithAPartOfTheNextAndCannotBeTakenBackAreNotWrittenAgain) {
+    add("q", 0);
+    const auto frame = machine.readFile("q.Harvelstone").size() - queue_format::headerSize;
+    for (const bool isNewFile : {false, true})
+        for (std::size_t part = 0; part <= queue_format::headerSize + 3 * frame; part += 5) {
+            const auto queue = "q" + std::to_string(part) + (isNewFile ? "-new" : "");
+            if (!isNewFile) add(queue, 1);
+            fillTheDisk();
+            addAll(queue, isNewFile ? 1 : 2, 3);
+            disk->writeBeforeFailing(part);
+            disk->failFromTheNext("append", std::errc::io_error);
+            add(queue, 4);
+            disk->heal();
+            disk->writeBeforeFailing(0);
+            add(queue, 5);
+            EXPECT_THAT(drain(queue), ElementsAre(1, 2, 3, 4, 5)) << part;
+        }
+}
+
 TEST_F(QueueFaults, ARecordThatCannotBeSyncedIsWrittenOnce) {
     add("q", 1);
     disk->failEvery("sync", std::errc::io_error);

@@ -35,6 +35,13 @@ class FaultyFileSystem : public platform::FileSystem {
         calls_.clear();
         fault_ = {1, error, Duration::lasting, std::move(call)};
     }
+    /// The next call of that name fails, and every call after it.
+    void failFromTheNext(std::string call, std::errc error) {
+        const std::lock_guard lock(mutex_);
+        calls_.clear();
+        fault_ = {1, error, Duration::lasting, std::move(call)};
+        fault_->spreads = true;
+    }
     void heal() {
         const std::lock_guard lock(mutex_);
         fault_.reset();
@@ -102,7 +109,8 @@ class FaultyFileSystem : public platform::FileSystem {
         std::size_t number = 1;
         std::errc error = std::errc::io_error;
         Duration duration = Duration::once;
-        std::string call;  // only calls of this name; "" for all
+        std::string call;      // only calls of this name; "" for all
+        bool spreads = false;  // once met, to calls of any name
         bool wasMet = false;
     };
 
@@ -122,6 +130,7 @@ class FaultyFileSystem : public platform::FileSystem {
                 (number == fault_->number || (number > fault_->number && fault_->duration == Duration::lasting));
             if (isMet) {
                 fault_->wasMet = true;
+                if (fault_->spreads) fault_->call.clear();
                 error = std::make_error_code(fault_->error);
             }
         }
