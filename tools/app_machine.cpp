@@ -91,7 +91,7 @@ platform::Result<std::unique_ptr<platform::File>> ShiftedFileSystem::open(const 
                                                                           platform::OpenMode mode) {
     auto file = files_.open(path, mode);
     if (!file) return file.error();
-    if (mode == platform::OpenMode::Create || mode == platform::OpenMode::Replace) shifts_->written(path);
+    if (mode == platform::OpenMode::Create) shifts_->written(path);
     std::unique_ptr<platform::File> noting = std::make_unique<ShiftedFile>(*std::move(file), path, shifts_);
     return noting;
 }

@@ -35,10 +35,9 @@ class File {
 };
 
 enum class OpenMode {
-    Read,     ///< the file must exist
-    Append,   ///< read and append; the file must exist
-    Create,   ///< read and append; must not exist yet; mode 0600
-    Replace,  ///< append to an emptied or new file; mode 0600
+    Read,    ///< the file must exist
+    Append,  ///< read and append; the file must exist
+    Create,  ///< read and append; must not exist yet; mode 0600
 };
 
 struct FileAttributes {

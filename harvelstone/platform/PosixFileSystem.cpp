@@ -171,8 +171,6 @@ int flagsOf(OpenMode mode) {
             return always | O_RDWR | O_APPEND;
         case OpenMode::Create:
             return always | O_RDWR | O_APPEND | O_CREAT | O_EXCL;
-        case OpenMode::Replace:
-            return always | O_RDWR | O_APPEND | O_CREAT | O_TRUNC;
     }
     return always;
 }
@@ -215,7 +213,6 @@ Result<std::unique_ptr<File>> PosixFileSystem::open(const std::string& path, Ope
     Descriptor descriptor(retried([&] { return ::open(path.c_str(), flagsOf(mode), ourFiles); }));
     if (!descriptor.isOpen()) return lastError();
     if (const auto regular = checkRegular(*descriptor); !regular) return regular.error();
-    if (mode == OpenMode::Replace && fchmod(*descriptor, ourFiles) < 0) return lastError();
     return std::unique_ptr<File>(std::make_unique<PosixFile>(std::move(descriptor)));
 }
 

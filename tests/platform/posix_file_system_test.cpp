@@ -110,23 +110,9 @@ TEST_F(PosixFiles, MustNotExistToBeCreated) {
     EXPECT_EQ(content("a"), "kept");
 }
 
-TEST_F(PosixFiles, AreEmptiedWhenReplaced) {
-    write("a", "old");
-    const auto file = open("a", OpenMode::Replace);
-    EXPECT_EQ(*file->size(), 0U);
-    EXPECT_TRUE(file->append(bytesOf("new")));
-    EXPECT_EQ(readAt(*file, 0, 10), "new");
-}
-
 TEST_F(PosixFiles, AreForTheUserAlone) {
-    write("old", "x");
-    ASSERT_EQ(chmod(path("old").c_str(), 0644), 0);
     open("created", OpenMode::Create);
-    open("replaced", OpenMode::Replace);
-    open("old", OpenMode::Replace);
     EXPECT_EQ(modeOf("created"), 0600U);
-    EXPECT_EQ(modeOf("replaced"), 0600U);
-    EXPECT_EQ(modeOf("old"), 0600U);
 }
 
 TEST_F(PosixFiles, AreCutOffAndGoOnFromThere) {
@@ -141,7 +127,7 @@ TEST_F(PosixFiles, AreCutOffAndGoOnFromThere) {
 TEST_F(PosixFiles, AreNotReachedThroughALink) {
     write("target", "kept");
     std::filesystem::create_symlink(path("target"), path("link"));
-    for (const auto mode : {OpenMode::Read, OpenMode::Append, OpenMode::Replace}) {
+    for (const auto mode : {OpenMode::Read, OpenMode::Append}) {
         EXPECT_EQ(errorOfOpening("link", mode), std::errc::too_many_symbolic_link_levels);
     }
     EXPECT_EQ(errorOfOpening("link", OpenMode::Create), std::errc::file_exists);
@@ -151,7 +137,7 @@ TEST_F(PosixFiles, AreNotReachedThroughALink) {
 TEST_F(PosixFiles, AreNeitherPipesNorFolders) {
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
     std::filesystem::create_directory(path("folder"));
-    for (const auto mode : {OpenMode::Read, OpenMode::Append, OpenMode::Replace}) {
+    for (const auto mode : {OpenMode::Read, OpenMode::Append}) {
         EXPECT_EQ(errorOfOpening("pipe", mode), std::errc::not_supported) << "and nobody was waited for";
         EXPECT_EQ(errorOfOpening("folder", mode), std::errc::is_a_directory);
     }

@@ -31,7 +31,7 @@ class SimulatedDiskTest : public ::testing::Test {
     }
 
     std::unique_ptr<File> written(const std::string& path, std::string_view text) {
-        auto file = *files.open(path, OpenMode::Replace);
+        auto file = *files.open(path, OpenMode::Create);
         EXPECT_TRUE(file->append(bytesOf(text)));
         return file;
     }

@@ -172,12 +172,11 @@ Result<std::unique_ptr<File>> MemoryFileSystem::open(const std::string& path, Op
     const bool isThere = file != SimulatedDisk::noFile;
     if (isThere && mode == OpenMode::Create) return errorOf(std::errc::file_exists);
     if (!isThere) {
-        if (mode == OpenMode::Read || mode == OpenMode::Append || !disk_.isFolder(folderOf(path)))
+        if (mode != OpenMode::Create || !disk_.isFolder(folderOf(path)))
             return errorOf(std::errc::no_such_file_or_directory);
         file = disk_.nextFile();
         apply({.kind = Kind::create, .file = file, .path = path});
     }
-    if (isThere && mode == OpenMode::Replace) apply({.kind = Kind::truncate, .file = file, .size = 0});
     return std::unique_ptr<File>(std::make_unique<OpenFile>(*this, file, path, mode));
 }
 

@@ -16,7 +16,7 @@ class ShiftedFiles : public ::testing::Test {
   protected:
     std::string path(const std::string& name) const { return folder_.path() + "/" + name; }
 
-    void write(const std::string& name, OpenMode mode = OpenMode::Replace) {
+    void write(const std::string& name, OpenMode mode = OpenMode::Create) {
         auto file = files_.open(path(name), mode);
         ASSERT_TRUE(file);
         ASSERT_TRUE((*file)->append(std::as_bytes(std::span("x", 1))));
