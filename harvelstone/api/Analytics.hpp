@@ -152,13 +152,14 @@ class Analytics {
     static void sendClickImmediately(const Dictionary& record);
     static void sendGoalImmediately(const Dictionary& record);
 
-    /// Sends and waits until no upload is under way or the deadline has passed. Do not call it from a task of the main
-    /// queue.
+    /// Sends and waits until no upload is under way or the deadline has passed. Then it reads the ledger, as `ledger`
+    /// does, which the deadline does not bound. Do not call it from a task of the main queue.
     static FlushReceipt flush(std::chrono::milliseconds deadline);
 
     /// What became of every document and every record so far, earlier lives of the app included. Exact when nothing is
-    /// under way; what other threads do meanwhile may be missing in part. Reads every queue file that is stored, so it
-    /// is for tests and support, not for each frame.
+    /// under way; what other threads do meanwhile may be missing in part. Reads every queue file that is stored, and
+    /// waits up to half a second for each that another process holds, so it is for tests and support, not for each
+    /// frame.
     static Ledger ledger();
 
     /// Runs what is due on the main queue, for a host that pumps it; returns at once. Always on the same thread.

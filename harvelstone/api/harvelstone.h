@@ -202,8 +202,9 @@ HARVELSTONE_C_EXPORT harvelstone_status harvelstone_send_click_immediately(const
     HARVELSTONE_NOEXCEPT;
 HARVELSTONE_C_EXPORT harvelstone_status harvelstone_send_goal_immediately(const char* record_json) HARVELSTONE_NOEXCEPT;
 
-/** Sends and waits until no upload is under way or so much time has passed. The receipt may be NULL: not wanted. Else
-   it is set to a JSON text, to be given back by harvelstone_free_text; or to NULL when the call fails:
+/** Sends and waits until no upload is under way or so much time has passed; then it reads the ledger, which that time
+   does not bound. The receipt may be NULL: not wanted. Else it is set to a JSON text, to be given back by
+   harvelstone_free_text; or to NULL when the call fails:
 
        {"complete": true, "documents_sent": 1, "documents_still_stored": 1, "documents_dropped": {"expired": 2},
         "ledger": {...}} */
