@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/crash/Guarantees.hpp"
+#include "tests/crash/Moment.hpp"
 #include "tests/crash/Script.hpp"
 #include "tests/crash/sample.hpp"
 
@@ -16,30 +17,6 @@ namespace harvelstone::testing {
 namespace {
 
 using platform::SyncPolicy;
-using What = Happening::What;
-
-constexpr double pauseAfterCrash = 30;
-
-/// A moment at which a life may end: the disk, and how much of the history has happened.
-struct Moment {
-    const SimulatedDisk& disk;
-    std::size_t happened = 0;
-    std::string nextCall;
-};
-
-/// Tells each state of the disk once, at the last moment that it lasts: then the most has been promised about it.
-void forEachState(const Situation& begin, const History& history, std::size_t before,
-                  const std::function<void(const Moment&, const DiskStep* next)>& visit) {
-    SimulatedDisk disk(begin.disk);
-    std::string call = "the first call";
-    for (std::size_t i = 0; i < history.size(); ++i) {
-        if (history[i].what == What::call) call = history[i].text;
-        if (history[i].what != What::step) continue;
-        visit({.disk = disk, .happened = before + i, .nextCall = call}, &history[i].step);
-        disk.apply(history[i].step);
-    }
-    visit({.disk = disk, .happened = before + history.size(), .nextCall = "the end"}, nullptr);
-}
 
 class CrashPoints : public ::testing::Test {
   protected:
@@ -56,7 +33,7 @@ class CrashPoints : public ::testing::Test {
             calls_ += callsIn(history);
             const auto trace = "the life \"" + one.name + "\"";
             SCOPED_TRACE(trace);
-            forEachState(situation, history, before,
+            forEachState(situation.disk, history, before,
                          [&](const Moment& moment, const DiskStep* next) { visit(situation, moment, next); });
             situation.disk = diskAfter(situation.disk, history);
             goBeyond(situation, history);
@@ -82,9 +59,7 @@ class CrashPoints : public ::testing::Test {
                  Promise promise) {
         ++restarts_;
         const auto before = HistoryView(lives_).first(moment.happened);
-        Situation situation{.disk = left, .policy = begin.policy};
-        goBeyond(situation, before);
-        situation.time += pauseAfterCrash;
+        const auto situation = afterCrash(left, begin.policy, before);
         const auto trace = how + " before " + moment.nextCall + " (" + std::to_string(moment.happened) + ")";
         life([&] {
             SCOPED_TRACE(trace);
@@ -150,12 +125,8 @@ TEST_F(CrashPoints, TheDeathOfTheProcessLosesNothing) {
     forEachMoment(SyncPolicy::processExit, [&](const Situation& begin, const Moment& moment, const DiskStep* next) {
         if (!isTried(/*oneIn=*/11)) return;
         restart(begin, moment, moment.disk.image(), "killed", Promise::silence);
-        if (next == nullptr || next->kind != DiskStep::Kind::append) return;
-        auto torn = *next;
-        torn.bytes.resize(torn.bytes.size() / 2);
-        auto disk = moment.disk;
-        disk.apply(torn);
-        restart(begin, moment, disk.image(), "killed in the middle of the write", Promise::silence);
+        if (const auto torn = inTheMiddleOf(next, moment.disk))
+            restart(begin, moment, *torn, "killed in the middle of the write", Promise::silence);
     });
     print("process death");
 }

@@ -5,28 +5,16 @@
 #include <iostream>
 #include <map>
 #include <string>
-#include <system_error>
 #include <tuple>
 #include <vector>
 
+#include "tests/crash/FaultKind.hpp"
 #include "tests/crash/Guarantees.hpp"
 #include "tests/crash/Script.hpp"
 #include "tests/crash/sample.hpp"
 
 namespace harvelstone::testing {
 namespace {
-
-struct FaultKind {
-    std::string name;
-    std::errc error;
-    bool isShortWrite = false;
-};
-
-const std::vector<FaultKind> faultKinds{
-    {"IoError", std::errc::io_error},           {"FullDisk", std::errc::no_space_on_device},
-    {"Interruption", std::errc::interrupted},   {"TooManyFiles", std::errc::too_many_files_open},
-    {"NoRights", std::errc::permission_denied}, {"ShortWrite", std::errc::no_space_on_device, /*isShortWrite=*/true},
-};
 
 enum class Duration { once, lasting };
 
@@ -39,21 +27,14 @@ class Faults : public ::testing::TestWithParam<std::tuple<std::size_t, Duration>
 
     /// Whether this call is one of those that are made to fail. Each kind begins with another.
     bool isTried(const std::string& call) {
-        const auto name = call.substr(0, call.find(' '));
-        const bool canFail = kind().isShortWrite ? name == "append" : name != "exists" && name != "isDeletable";
-        if (!canFail) return false;
+        if (!kind().canMeet(call.substr(0, call.find(' ')))) return false;
         const std::size_t usual = isLasting() ? 311 : 151;
         const auto stride = sampleStride(kind().isShortWrite ? usual / 9 : usual);
         return points_++ % stride == std::get<0>(GetParam()) * stride / faultKinds.size();
     }
 
-    DiskFault fault() const {
-        return {.error = std::make_error_code(kind().error),
-                .bytesWritten = kind().isShortWrite ? std::size_t{20} : std::size_t{0}};
-    }
-
     bool isMet(const DiskCall& call, std::size_t number) const {
-        if (kind().isShortWrite && call.name != "append") return false;
+        if (!kind().canMeet(call.name)) return false;
         return isLasting() ? call.number >= number : call.number == number;
     }
 
@@ -76,7 +57,7 @@ class Faults : public ::testing::TestWithParam<std::tuple<std::size_t, Duration>
             app.onCall = [&](const DiskCall& call) -> std::optional<DiskFault> {
                 if (isHealed || !isMet(call, number)) return std::nullopt;
                 wasWriteRefused = wasWriteRefused || isWrite(call);
-                return fault();
+                return kind().fault();
             };
             one.piece(app);
             isHealed = true;
