@@ -7,6 +7,7 @@
 #include "harvelstone/platform/WorkerThreads.hpp"
 #include "harvelstone/services/BSConfig.hpp"
 
+#include "tests/support/FaultyFileSystem.hpp"
 #include "tests/support/ServicesFixture.hpp"
 
 namespace harvelstone {
@@ -124,6 +125,34 @@ TEST_F(Flush, IsCompleteAtOnceWithoutANetwork) {
 
     EXPECT_TRUE(receipt.complete);
     EXPECT_EQ(receipt.documentsSent, 0U);
+    EXPECT_EQ(receipt.documentsStillStored, 1U);
+}
+
+TEST_F(Flush, SendsAndGivesItsReceiptOnAFullDisk) {
+    const auto disk = std::make_shared<testing::FaultyFileSystem>();
+    machine.setFileSystem(disk);
+    Analytics::click({{"button", 1}});
+    machine.clock->advance(1);
+    disk->failEvery("append", std::errc::no_space_on_device);
+    serverAnswers({"{}"});
+    const auto receipt = flush();
+
+    EXPECT_TRUE(receipt.complete);
+    EXPECT_EQ(receipt.documentsSent, 1U);
+    EXPECT_EQ(receipt.ledger.records.at("click").sent, 1U);
+}
+
+TEST_F(Flush, SendsNothingAndSaysSoWhileNothingCanBeRead) {
+    const auto disk = std::make_shared<testing::FaultyFileSystem>();
+    machine.setFileSystem(disk);
+    Analytics::click({{"button", 1}});
+    disk->failEvery("open", std::errc::io_error);
+    serverAnswers({"{}"});
+    const auto receipt = flush();
+
+    EXPECT_TRUE(receipt.complete);
+    EXPECT_EQ(receipt.documentsSent, 0U);
+    EXPECT_THAT(receipt.documentsDropped, IsEmpty());
     EXPECT_EQ(receipt.documentsStillStored, 1U);
 }
 
