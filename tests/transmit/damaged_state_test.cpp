@@ -1,15 +1,19 @@
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
 
 #include "tests/transmit/SendingTest.hpp"
 
-/// Every value of every stored map replaced by something else: the app starts, records and sends.
+/// Every value of every stored map replaced by something else, and every map by no map: the app starts, records, sends.
 namespace harvelstone::testing {
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::Contains;
 using ::testing::HasSubstr;
+using ::testing::Pair;
+using ::testing::StartsWith;
 
 class DamagedState : public ::testing::TestWithParam<const char*> {
   protected:
@@ -117,6 +121,34 @@ TEST_P(DamagedState, NeverKeepsTheAppFromStartingAndSending) {
         }
     RecordProperty("lives", lives);
     EXPECT_GE(lives, 8);
+}
+
+/// What was there, and as it was.
+std::map<std::string, std::string> contentsOf(const fs::path& folder) {
+    std::map<std::string, std::string> contents;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        std::ifstream file(entry.path());
+        contents[entry.path().filename()] = {std::istreambuf_iterator<char>(file), {}};
+    }
+    return contents;
+}
+
+TEST_P(DamagedState, OfAWholeFileSetsItAsideAndCostsNoOtherFile) {
+    firstLife();
+    const auto soundFolder = documents_.path() + "/sound";
+    fs::copy(folder(), soundFolder, fs::copy_options::recursive);
+    const fs::path path = pathOf(GetParam());
+    const auto sound = contentsOf(soundFolder);
+    const auto& text = sound.at(path.filename());
+    for (const auto& damaged : {text.substr(0, text.size() / 2), std::string(text.size(), '\0')}) {
+        fs::remove_all(folder());
+        fs::copy(soundFolder, folder(), fs::copy_options::recursive);
+        std::ofstream(path) << damaged;
+        surviveALife();
+        const auto left = contentsOf(folder());
+        for (const auto& [name, content] : sound) EXPECT_TRUE(left.contains(name) || name == path.filename()) << name;
+        EXPECT_THAT(left, Contains(Pair(StartsWith(path.stem().string() + ".corrupt-"), damaged)));
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(, DamagedState,
