@@ -1,10 +1,12 @@
 #include "tests/host/Ending.hpp"
 
 #include <csignal>
+#include <optional>
 #include <ostream>
 #include <stdexcept>
 
 #include "tests/host/HeldAnswer.hpp"
+#include "tests/host/TlsOfHost.hpp"
 #include "tests/support/LoopbackServer.hpp"
 #include "tests/support/TestPlatform.hpp"
 
@@ -15,11 +17,18 @@ void require(bool condition, const char* what) {
     if (!condition) throw std::runtime_error(what);
 }
 
-/// Nobody answers in mid-upload; the repeat is asked for where the host waits for it.
+/// Nobody answers in mid-upload or shakes hands; the repeat is asked for where the host waits for it.
 std::vector<Behaviour> scriptFor(const std::string& moment, HeldAnswer& held) {
     if (moment == "upload") return {held.behaviour()};
+    if (moment == "handshake") return {[](WireConnection& connection) { connection.waitForHangUp(); }};
     if (moment == "repeat") return {answers("200 OK", R"({"retry":true})")};
     return {answers("200 OK", "{}")};
+}
+
+/// Hands are shaken with the plain server, which does not know how.
+std::string urlFor(const Ending& ending, const LoopbackServer& server, const std::optional<TlsOfHost>& tls) {
+    if (ending.moment == "handshake") return "https://127.0.0.1:" + std::to_string(server.port()) + "/";
+    return tls ? tls->url() : server.url();
 }
 
 HostEnd unloadOnce(const std::string& moment) {
@@ -38,7 +47,7 @@ HostEnd unloadOnce(const std::string& moment) {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const Ending& ending) {
-    return stream << ending.moment << ", " << ending.way;
+    return stream << ending.moment << ", " << ending.way << (ending.isOverTls ? ", over TLS" : "");
 }
 
 std::vector<Ending> everyEnding() {
@@ -46,6 +55,9 @@ std::vector<Ending> everyEnding() {
     for (const char* moment : {"upload", "repeat", "removal", "recording"})
         for (const char* way : {"return", "exit", "quick_exit", "_exit", "signal", "handler"})
             endings.push_back({moment, way});
+    for (const char* moment : {"handshake", "upload", "repeat", "recording"})
+        endings.push_back({moment, "exit", /*isOverTls=*/true});
+    for (const char* way : {"return", "signal"}) endings.push_back({"upload", way, /*isOverTls=*/true});
     for (const char* moment : {"upload", "repeat", "removal"}) endings.push_back({moment, "dlclose"});
     return endings;
 }
@@ -63,10 +75,14 @@ HostEnd endOnce(const Ending& ending) {
     const TemporaryFolder documents;
     HeldAnswer held;
     const LoopbackServer server(scriptFor(ending.moment, held));
-    HostProcess app(HOST_APP, {server.url(), documents.path(), "end", ending.moment, ending.way});
+    std::optional<TlsOfHost> tls;
+    if (ending.isOverTls) tls.emplace(documents.path(), server.port());
+    HostProcess app(HOST_APP, {urlFor(ending, server, tls), documents.path(), "end", ending.moment, ending.way});
     if (ending.moment == "sink") return app.waitForEnd();  // which ends it on one of our threads
     require(app.nextLine() == "ready", "the app does not come to the moment");
     require(ending.moment != "upload" || held.hasArrived(), "the upload does not arrive");
+    require(ending.moment != "handshake" || becomesTrue([&] { return server.connectionCount() > 0; }),
+            "the app does not connect");
     app.goOn();
     return app.waitForEnd();
 }

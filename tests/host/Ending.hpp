@@ -10,8 +10,9 @@ namespace harvelstone::testing {
 
 /// Where the library is when its host ends, and how the host ends.
 struct Ending {
-    std::string moment;  ///< "upload", "repeat", "removal", "recording", "sink"
+    std::string moment;  ///< "upload", "handshake", "repeat", "removal", "recording", "sink"
     std::string way;     ///< "return", "exit", "quick_exit", "_exit", "signal", "handler", "dlclose"
+    bool isOverTls = false;
 };
 std::ostream& operator<<(std::ostream& stream, const Ending& ending);
 

@@ -11,6 +11,7 @@
 #include <spawn.h>
 #include <sys/wait.h>
 #include <system_error>
+#include <thread>
 #include <unistd.h>
 
 extern char** environ;
@@ -61,6 +62,15 @@ std::string textOf(const std::filesystem::path& file) {
 }
 
 }  // namespace
+
+bool becomesTrue(const std::function<bool()>& condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));  // leaves the processor to the host under test
+    }
+    return true;
+}
 
 bool HostEnd::isExit(int code) const { return WIFEXITED(status) && WEXITSTATUS(status) == code; }
 

@@ -1,12 +1,16 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
 
 namespace harvelstone::testing {
+
+/// Waits for the condition, half a minute at most.
+bool becomesTrue(const std::function<bool()>& condition);
 
 /// How a process ended.
 struct HostEnd {

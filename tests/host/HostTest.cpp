@@ -1,8 +1,6 @@
 #include "tests/host/HostTest.hpp"
 
-#include <chrono>
 #include <filesystem>
-#include <thread>
 
 namespace harvelstone::testing {
 namespace {
@@ -13,15 +11,6 @@ std::string textOf(const Dictionary& dictionary, std::string_view key) {
 }
 
 }  // namespace
-
-bool becomesTrue(const std::function<bool()>& condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));  // leaves the processor to the host under test
-    }
-    return true;
-}
 
 std::vector<Value> HostTest::documents() const {
     std::vector<Value> documents;

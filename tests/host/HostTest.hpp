@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -12,9 +11,6 @@
 #include "tests/support/TestPlatform.hpp"
 
 namespace harvelstone::testing {
-
-/// Waits for the condition, half a minute at most.
-bool becomesTrue(const std::function<bool()>& condition);
 
 /// A real server and a folder for a real host program.
 class HostTest : public ::testing::Test {

@@ -13,7 +13,8 @@ using std::chrono::microseconds;
 using std::chrono::milliseconds;
 
 std::string nameOf(const ::testing::TestParamInfo<Ending>& info) {
-    return info.param.moment + "_" + (info.param.way == "_exit" ? "at_once" : info.param.way);
+    return info.param.moment + "_" + (info.param.way == "_exit" ? "at_once" : info.param.way) +
+           (info.param.isOverTls ? "_over_tls" : "");
 }
 
 using ExitOfTheHost = ::testing::TestWithParam<Ending>;
@@ -40,7 +41,7 @@ using LastMinute = ::testing::TestWithParam<const char*>;
 
 TEST_P(LastMinute, LeavesTheEndToTheHost) {
     const LoopbackServer server;
-    for (int time = 0; time < 5; ++time) {
+    for (int time = 0; time < 4; ++time) {
         const TemporaryFolder documents;
         HostProcess app(HOST_APP, {server.url(), documents.path(), "last minute", GetParam()});
         const auto end = app.waitForEnd();

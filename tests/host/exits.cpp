@@ -34,7 +34,7 @@ Stalls measure(int times, const std::string& way, const std::function<HostEnd()>
 }
 
 void printRow(const std::string& moment, const std::string& way, const Stalls& stalls, const Stalls& bare) {
-    fmt::print("{:<12} {:<11} {:8.2f} {:9.2f} {:7.2f} {:7.2f}\n", moment, way, medianOf(stalls), stalls.back(),
+    fmt::print("{:<14} {:<11} {:8.2f} {:9.2f} {:7.2f} {:7.2f}\n", moment, way, medianOf(stalls), stalls.back(),
                medianOf(stalls) / medianOf(bare), stalls.back() / bare.back());
 }
 
@@ -47,7 +47,7 @@ int main(int count, char** arguments) {
     double longest = 0;
     double longestMedian = 0;
     double longestBare = 0;
-    fmt::print("{:<12} {:<11} {:>8} {:>9} {:>7} {:>7}\n", "moment", "way", "median", "longest", "ratios", "");
+    fmt::print("{:<14} {:<11} {:>8} {:>9} {:>7} {:>7}\n", "moment", "way", "median", "longest", "ratios", "");
     for (const auto& ending : harvelstone::testing::everyEnding()) {
         const auto bareWay = ending.way == "dlclose" ? "return" : ending.way;
         if (!bare.contains(bareWay)) {
@@ -57,7 +57,7 @@ int main(int count, char** arguments) {
             longestBare = std::max(longestBare, bare[bareWay].back());
         }
         const auto stalls = measure(times, ending.way, [&] { return harvelstone::testing::endOnce(ending); });
-        printRow(ending.moment, ending.way, stalls, bare[bareWay]);
+        printRow(ending.isOverTls ? ending.moment + ", TLS" : ending.moment, ending.way, stalls, bare[bareWay]);
         longest = std::max(longest, stalls.back());
         longestMedian = std::max(longestMedian, medianOf(stalls));
     }

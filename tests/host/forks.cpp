@@ -82,7 +82,7 @@ bool duringUpload(const Orders& orders) {
     return isWell;
 }
 
-/// Forks again and again while another thread records and sends.
+/// Forks as often as it is told to while another thread records and sends.
 bool duringPasses(const Orders& orders) {
     begin(orders);
     std::atomic<bool> goesOn = true;
@@ -90,7 +90,7 @@ bool duringPasses(const Orders& orders) {
         for (int round = 0; goesOn; ++round) clickAndFlush("parent " + std::to_string(round));
     });
     bool isWell = true;
-    for (int number = 0; number < 20; ++number)
+    for (int number = 0; number < std::stoi(orders.at(2)); ++number)
         isWell = inChild([number] { clickAndFlush("child " + std::to_string(number)); }) && isWell;
     goesOn = false;
     sender.join();

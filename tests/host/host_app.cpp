@@ -14,6 +14,7 @@ namespace host {
 void configure(const Orders& orders, harvelstone::AnalyticsOptions options) {
     options.targetUri = orders.url;
     options.documentsFolder = orders.documents;
+    if (orders.url.starts_with("https:")) options.certificateAuthorities = orders.documents + "/authorities.pem";
     options.debug = options.debugLog != nullptr;
     harvelstone::Analytics::configure(options);
 }

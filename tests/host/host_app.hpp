@@ -13,7 +13,7 @@ namespace host {
 /// What the test wants, from the command line.
 struct Orders {
     std::string url;
-    std::string documents;  ///< the folder
+    std::string documents;  ///< the folder; who vouches for a server over TLS stands in it, too
     std::vector<std::string> rest;
 
     const std::string& at(std::size_t index) const { return rest.at(index); }
