@@ -16,8 +16,8 @@ declare -A packages_of=(
     [lint]="clang clang-format clang-tidy"
     [check]="python3 git"
     [docs]="doxygen"
-    # dpkg-dev: what the Debian packages depend on. clang: the second compiler of the installed headers.
-    [install]="clang dpkg-dev"
+    # dpkg-dev: what the Debian packages depend on. clang, libc++-dev: the second compiler and library of the installed headers.
+    [install]="clang libc++-dev dpkg-dev"
     [coverage]="gcovr"
     # strace, binutils: system calls and sizes are counted, too.
     [bench]="libbenchmark-dev libsqlite3-dev libleveldb-dev strace binutils python3"

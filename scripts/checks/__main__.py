@@ -6,12 +6,13 @@ import sys
 import boundaries
 import code_blocks
 import contents
+import dependencies
 import guarantees
 import links
 import selector_table
 import wording
 
-CHECKS = [boundaries, contents, selector_table, wording, links, guarantees, code_blocks]
+CHECKS = [boundaries, contents, selector_table, wording, links, guarantees, code_blocks, dependencies]
 
 
 def main():

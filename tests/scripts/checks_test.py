@@ -12,6 +12,7 @@ sys.path.insert(0, str(SCRIPTS / "checks"))
 import boundaries  # noqa: E402
 import code_blocks  # noqa: E402
 import contents  # noqa: E402
+import dependencies  # noqa: E402
 import guarantees  # noqa: E402
 import links  # noqa: E402
 import selector_table  # noqa: E402
@@ -357,6 +358,40 @@ class CodeBlocksTest(TreeTest):
     def test_a_language_that_nothing_is_known_of_is_found(self):
         self.assertEqual(self.findings("", "printed\n"), [])
         self.assert_found("rust", "fn main() {}\n", "nobody knows what to do with a block of rust")
+
+
+class DependenciesTest(TreeTest):
+    """The tree's own three files, with a change in one."""
+
+    def findings(self, changed="", old="", new=""):
+        for name in (dependencies.PACKAGES, "vcpkg.json", "conanfile.py"):
+            text = (SCRIPTS.parent / name).read_text(encoding="utf-8")
+            if name == changed:
+                self.assertIn(old, text)
+                text = text.replace(old, new, 1)
+            self.write(name, text)
+        return dependencies.check(self.root)
+
+    def test_a_tree_that_agrees_is_fine(self):
+        self.assertEqual(self.findings(), [])
+
+    def test_a_library_that_is_missing_is_found(self):
+        self.assertEqual(self.findings("vcpkg.json", '"fmt", ', ""), ["vcpkg.json: fmt is missing in library"])
+        self.assertEqual(self.findings("conanfile.py", 'self.requires("cli11', 'pass  # self.requires("cli11'),
+                         ["conanfile.py: cli11 is missing in tools"])
+        self.assertEqual(self.findings(dependencies.PACKAGES, "zlib1g-dev ", ""),
+                         [dependencies.PACKAGES + ": zlib1g-dev is missing in build"])
+
+    def test_a_library_that_only_one_of_them_names_is_found(self):
+        found = self.findings(dependencies.PACKAGES, "libfmt-dev", "libfmt-dev libpng-dev")
+        self.assertEqual(len(found), 1)
+        self.assertIn("libpng-dev in build is not known", found[0])
+        self.assertEqual(len(self.findings("vcpkg.json", '"gtest"', '"gtest", "catch2"')), 1)
+        self.assertEqual(len(self.findings("conanfile.py", 'self.requires("zlib', 'self.requires("libpng/1")\n        self.requires("zlib')), 1)
+
+    def test_a_missing_file_is_found(self):
+        self.write(dependencies.PACKAGES, "")
+        self.assertEqual(dependencies.check(self.root), ["vcpkg.json is missing", "conanfile.py is missing"])
 
 
 class CommandTest(TreeTest):
