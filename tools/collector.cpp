@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <fmt/format.h>
@@ -31,6 +32,12 @@
 extern "C" const char* __tsan_default_suppressions() { return "called_from_lib:libcpp-httplib.so\n"; }
 #endif
 
+#include "harvelstone/platform/Clock.hpp"
+
+#include "tools/event_stream.hpp"
+#include "tools/inspector_api.hpp"
+#include "tools/inspector_page.hpp"
+
 namespace harvelstone::tools {
 
 namespace {
@@ -40,6 +47,8 @@ using std::chrono::steady_clock;
 constexpr std::size_t connectionLimit = 64;
 constexpr std::chrono::seconds idleLimit{30};
 constexpr std::chrono::seconds silenceLimit{10};
+constexpr std::size_t mostHeadersKept = 100;
+constexpr int mostStreams = 16;
 constexpr int pollMilliseconds = 20;  // how soon a waiting connection sees that the collector stops
 
 /// One client's connection, as the server library reads and writes it.
@@ -55,6 +64,13 @@ class Connection final : public httplib::Stream {
     bool waitForRequest() { return position_ < filled_ || waitFor(POLLIN, idleLimit); }
     /// From now on nothing is written.
     void abandon() { isAbandoned_ = true; }
+    /// Whether the client has gone.
+    bool isCutOff() const {
+        pollfd entry{socket_, POLLRDHUP, 0};
+        return ::poll(&entry, 1, /*timeout=*/0) > 0;
+    }
+    /// The headers of the request that is being served, as they came.
+    httplib::Headers headers;
 
     bool is_readable() const override { return position_ < filled_ || waitFor(POLLIN, silenceLimit); }
     bool is_writable() const override { return !isAbandoned_ && waitFor(POLLOUT, silenceLimit); }
@@ -75,7 +91,9 @@ class Connection final : public httplib::Stream {
 
     ssize_t write(const char* bytes, std::size_t size) override {
         if (!is_writable()) return -1;
-        return ::send(socket_, bytes, size, MSG_NOSIGNAL);
+        // A client that takes only a part must not keep us from seeing that the collector stops.
+        const auto count = ::send(socket_, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+        return count < 0 && errno == EAGAIN ? 0 : count;
     }
 
     // Nobody asks for the addresses.
@@ -108,6 +126,17 @@ class Connection final : public httplib::Stream {
 
 thread_local Connection* currentConnection = nullptr;
 
+/// The library adds some of its own, about the connection.
+RequestHead headOf(const httplib::Request& request) {
+    RequestHead head{request.target, {}};
+    for (const auto& [name, value] : currentConnection->headers) {
+        const bool isOfLibrary =
+            name == "REMOTE_ADDR" || name == "REMOTE_PORT" || name == "LOCAL_ADDR" || name == "LOCAL_PORT";
+        if (!isOfLibrary && head.headers.size() < mostHeadersKept) head.headers.emplace_back(name, value);
+    }
+    return head;
+}
+
 /// Unlike the library's own choice, not the option by which two servers can share a port unknowingly.
 void allowQuickRestart(socket_t socket) {
     const int yes = 1;
@@ -119,13 +148,19 @@ void allowQuickRestart(socket_t socket) {
 class Collector::Server final : public httplib::Server {
   public:
     Server(const CollectorOptions& options, CollectorEvents events)
-        : limits_(options.limits), script_(options.replies), events_(std::move(events)) {
+        : ownName_(options.host),
+          inspection_(options.inspection),
+          reception_(options.limits, options.replies, std::move(events), inspection_) {
         new_task_queue = [] { return new httplib::ThreadPool(connectionLimit); };
         set_socket_options(allowQuickRestart);
         set_tcp_nodelay(/*on=*/true);
-        Post(".*", [this](const httplib::Request&, httplib::Response& response, const httplib::ContentReader& reader) {
-            takeUpload(response, reader);
+        Post(".*", [this](const auto& request, auto& response, const httplib::ContentReader& reader) {
+            takeUpload(request, response, reader);
         });
+        const auto inspect = [this](const auto& request, auto& response) { answerInspection(request, response); };
+        Get(".*", inspect);
+        Put(".*", inspect);
+        Delete(".*", inspect);
     }
 
     void listen() {
@@ -142,6 +177,7 @@ class Collector::Server final : public httplib::Server {
             isStopping_ = true;
         }
         stopped_.notify_all();
+        inspection_.end();
         stop();
         if (thread_.joinable()) thread_.join();
     }
@@ -151,7 +187,10 @@ class Collector::Server final : public httplib::Server {
         Connection connection(socket, isStopping_);
         currentConnection = &connection;
         bool isClosed = false;
-        const auto keepCompression = [](httplib::Request& request) { request.headers.erase("Content-Encoding"); };
+        const auto keepCompression = [&](httplib::Request& request) {
+            connection.headers = request.headers;
+            request.headers.erase("Content-Encoding");
+        };
         while (!isClosed && connection.waitForRequest()) {
             if (!process_request(connection, /*close_connection=*/false, isClosed, keepCompression)) break;
         }
@@ -159,61 +198,79 @@ class Collector::Server final : public httplib::Server {
         return true;
     }
 
-    void takeUpload(httplib::Response& response, const httplib::ContentReader& reader) {
+    void takeUpload(const httplib::Request& request, httplib::Response& response,
+                    const httplib::ContentReader& reader) {
         std::string bytes;
         // What is beyond the limit is read and thrown away, up to a point, so that the client gets to see the answer.
+        const auto limit = reception_.limits().body;
         std::size_t surplus = 0;
         const bool isWhole = reader([&](const char* data, std::size_t size) {
-            const auto room = limits_.body + 1 - bytes.size();
+            const auto room = limit + 1 - bytes.size();
             bytes.append(data, std::min(size, room));
             surplus += size - std::min(size, room);
-            return surplus <= 4 * limits_.body;
+            return surplus <= 4 * limit;
         });
-        if (!isWhole && bytes.size() <= limits_.body) {
-            refuse(response, "the body ended before its announced end");
+        const auto arrival = steady_clock::now();
+        if (!isWhole && bytes.size() <= limit) {
+            reception_.refuse(headOf(request), bytes, "the body ended before its announced end");
             currentConnection->abandon();
             return;
         }
-        auto decoding = decodeBody(bytes, limits_);
-        if (!decoding.body) {
-            refuse(response, decoding.refusal);
-            return;
-        }
-        const auto reply = accept(*decoding.body, response);
-        if (reply) answer(*reply, response);
+        answer(reception_.take(headOf(request), bytes), arrival, response);
     }
 
-    void refuse(httplib::Response& response, const std::string& reason) {
-        const std::lock_guard lock(eventMutex_);
-        if (events_.refused) events_.refused(reason);
-        response.status = 400;
-        response.set_content(reason + "\n", "text/plain");
-    }
-
-    std::optional<Reply> accept(const DecodedBody& body, httplib::Response& response) {
-        const std::lock_guard lock(eventMutex_);
-        if (events_.received && !events_.received(body)) {
-            response.status = 500;
-            response.set_content("the document could not be kept\n", "text/plain");
-            return std::nullopt;
-        }
-        return script_.next();
-    }
-
-    void answer(const Reply& reply, httplib::Response& response) {
+    void answer(const UploadAnswer& answer, steady_clock::time_point arrival, httplib::Response& response) {
+        const auto& reply = answer.given.reply;
         if (reply.delay.count() > 0) {
             std::unique_lock lock(mutex_);
             stopped_.wait_for(lock, reply.delay, [this] { return isStopping_.load(); });
         }
         if (reply.closesWithoutAnswer || isStopping_) currentConnection->abandon();
         response.status = reply.status;
-        response.set_content(reply.body, "application/json");
+        response.set_content(reply.body, answer.contentType);
+        const std::chrono::duration<double, std::milli> passed = steady_clock::now() - arrival;
+        reception_.answered(answer, passed.count());
     }
 
-    const BodyLimits limits_;
-    ReplyScript script_;
-    CollectorEvents events_;
-    std::mutex eventMutex_;
+    void answerInspection(const httplib::Request& request, httplib::Response& response) {
+        const ApiRequest asked{request.method, request.path, request.get_header_value("Host"),
+                               request.get_header_value("Origin"), request.body};
+        response.headers = {
+            {"Content-Security-Policy", fmt::format("{}; frame-ancestors 'none'", inspectorPagePolicy())},
+            {"X-Content-Type-Options", "nosniff"},
+            {"Referrer-Policy", "no-referrer"},
+            {"Cross-Origin-Resource-Policy", "same-origin"},
+            {"Cache-Control", "no-store"}};
+        const auto refusal = refusalOf(asked, ownName_);
+        if (!refusal && asked.method == "GET" && asked.path == eventsPath) return stream(request, response);
+        const auto answer = refusal ? *refusal : answerInspector(asked, inspection_);
+        response.status = answer.status;
+        response.set_content(answer.body, answer.contentType.c_str());
+        if (answer.isDownload) response.set_header("Content-Disposition", "attachment");
+    }
+
+    /// Server-sent events: what has changed, from the beginning or from where the client broke off, until it goes.
+    void stream(const httplib::Request& request, httplib::Response& response) {
+        if (++streams_ > mostStreams) {
+            --streams_;
+            response.status = 503;
+            return;
+        }
+        EventStream events(inspection_, series_, request.get_header_value("Last-Event-ID"));
+        const auto provider = [events](std::size_t, httplib::DataSink& sink) mutable {
+            const auto text = events.next();
+            if (!events.goesOn() || currentConnection->isCutOff()) return false;
+            return text.empty() || sink.write(text.data(), text.size());
+        };
+        response.set_chunked_content_provider("text/event-stream", provider, [this](bool) { --streams_; });
+    }
+
+    const std::string ownName_;
+    /// Tells this run of the collector from one before on the same port.
+    const std::string series_ = fmt::format("{:.6f}", platform::SystemClock().now());
+    Inspection inspection_;
+    Reception reception_;
+    std::atomic<int> streams_{0};
 
     std::mutex mutex_;
     std::condition_variable stopped_;

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "harvelstone/platform/Value.hpp"
-
 #include "tools/body_decoding.hpp"
+#include "tools/inspection.hpp"
+#include "tools/reception.hpp"
 #include "tools/scripted_replies.hpp"
 
 namespace harvelstone::tools {
@@ -17,19 +16,10 @@ struct CollectorOptions {
     int port = 0;  ///< 0: a free one
     BodyLimits limits;
     std::vector<Reply> replies;  ///< see ReplyScript
+    InspectionLimits inspection;
 };
 
-/// What the collector tells its owner, on the threads of its connections, one call at a time.
-struct CollectorEvents {
-    /// An upload came and was decoded. Called before the answer goes out; false means that it could not be kept, and
-    /// the client gets status 500.
-    std::function<bool(const DecodedBody&)> received;
-    /// An upload could not be decoded; the client gets status 400.
-    std::function<void(const std::string& reason)> refused;
-};
-
-/// A small HTTP server that takes uploads: POST on any path. Every decoded upload takes the next scripted reply; a body
-/// that does not decode takes none.
+/// A small HTTP server that takes uploads, POST on any path, and shows them on a page of its own.
 class Collector {
   public:
     Collector(CollectorOptions options, CollectorEvents events);

@@ -21,12 +21,14 @@ std::string pathInMadeFolder(const std::string& folder) {
 DocumentStore::DocumentStore(const std::string& folder)
     : path_(pathInMadeFolder(folder)), file_(path_, LineFile::Mode::append) {}
 
-bool DocumentStore::append(std::string_view json) {
+std::string oneLine(std::string_view json) {
     std::string line(json);
     // A JSON text may be laid out over several lines, but inside its strings line ends are always escaped.
     const auto isLineEnd = [](char character) { return character == '\n' || character == '\r'; };
     std::replace_if(line.begin(), line.end(), isLineEnd, ' ');
-    return file_.write(line);
+    return line;
 }
+
+bool DocumentStore::append(std::string_view json) { return file_.write(oneLine(json)); }
 
 }  // namespace harvelstone::tools

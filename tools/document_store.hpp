@@ -7,6 +7,9 @@
 
 namespace harvelstone::tools {
 
+/// A document's JSON text in one line.
+std::string oneLine(std::string_view json);
+
 /// The file of received documents, one JSON text a line: "DIR/documents.jsonl".
 class DocumentStore {
   public:

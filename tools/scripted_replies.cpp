@@ -27,6 +27,8 @@ std::string bodyText(const Value& body) {
     return platform::jsonText(body);
 }
 
+}  // namespace
+
 Reply replyFrom(const Dictionary& object) {
     Reply reply;
     for (const auto& [name, value] : object) {
@@ -51,8 +53,6 @@ Reply replyFrom(const Dictionary& object) {
     }
     return reply;
 }
-
-}  // namespace
 
 std::vector<Reply> parseReplies(std::string_view text, const std::string& file) {
     std::vector<Reply> replies;

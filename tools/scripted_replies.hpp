@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "harvelstone/platform/RunLoop.hpp"
+#include "harvelstone/platform/Value.hpp"
 
 namespace harvelstone::tools {
 
@@ -17,6 +18,9 @@ struct Reply {
     platform::Seconds delay{0};
     bool closesWithoutAnswer = false;
 };
+
+/// A reply from an object such as {"status": 503, "body": "busy", "delay": 0.5}. A wrong member raises WrongUse.
+Reply replyFrom(const Dictionary& object);
 
 /// Replies from JSON Lines such as {"status": 503, "body": "busy", "delay": 0.5} or {"close": true}. A wrong line
 /// raises WrongUse, whose message begins with "FILE:LINE".
