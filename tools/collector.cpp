@@ -6,17 +6,21 @@
 #include "tools/collector.hpp"
 
 #include <algorithm>
-#include <array>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <fmt/format.h>
 #include <httplib.h>
 #include <mutex>
-#include <poll.h>
+#include <set>
 #include <sys/socket.h>
 #include <thread>
+
+#include "harvelstone/platform/Clock.hpp"
+
+#include "tools/client_socket.hpp"
+#include "tools/event_stream.hpp"
+#include "tools/inspector_api.hpp"
 
 #if defined(__SANITIZE_THREAD__)
 #define HARVELSTONE_THREAD_SANITIZER
@@ -32,12 +36,6 @@
 extern "C" const char* __tsan_default_suppressions() { return "called_from_lib:libcpp-httplib.so\n"; }
 #endif
 
-#include "harvelstone/platform/Clock.hpp"
-
-#include "tools/event_stream.hpp"
-#include "tools/inspector_api.hpp"
-#include "tools/inspector_page.hpp"
-
 namespace harvelstone::tools {
 
 namespace {
@@ -45,96 +43,63 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr std::size_t connectionLimit = 64;
-constexpr std::chrono::seconds idleLimit{30};
-constexpr std::chrono::seconds silenceLimit{10};
 constexpr std::size_t mostHeadersKept = 100;
 constexpr int mostStreams = 16;
-constexpr int pollMilliseconds = 20;  // how soon a waiting connection sees that the collector stops
 
 /// One client's connection, as the server library reads and writes it.
 class Connection final : public httplib::Stream {
   public:
-    Connection(socket_t socket, const std::atomic<bool>& isStopping) : socket_(socket), isStopping_(isStopping) {}
-    ~Connection() override {
-        ::shutdown(socket_, SHUT_RDWR);
-        ::close(socket_);
-    }
+    Connection(socket_t socket, const std::atomic<bool>& isStopping) : client(socket, isStopping) {}
 
-    /// Waits for the next request's first byte; false when none comes any more.
-    bool waitForRequest() { return position_ < filled_ || waitFor(POLLIN, idleLimit); }
-    /// From now on nothing is written.
-    void abandon() { isAbandoned_ = true; }
-    /// Whether the client has gone.
-    bool isCutOff() const {
-        pollfd entry{socket_, POLLRDHUP, 0};
-        return ::poll(&entry, 1, /*timeout=*/0) > 0;
-    }
+    ClientSocket client;
     /// The headers of the request that is being served, as they came.
     httplib::Headers headers;
 
-    bool is_readable() const override { return position_ < filled_ || waitFor(POLLIN, silenceLimit); }
-    bool is_writable() const override { return !isAbandoned_ && waitFor(POLLOUT, silenceLimit); }
-
-    ssize_t read(char* bytes, std::size_t size) override {
-        if (position_ == filled_) {
-            if (!waitFor(POLLIN, silenceLimit)) return -1;
-            const auto count = ::recv(socket_, buffer_.data(), buffer_.size(), 0);
-            if (count <= 0) return count;
-            position_ = 0;
-            filled_ = static_cast<std::size_t>(count);
-        }
-        const auto count = std::min(size, filled_ - position_);
-        std::copy_n(buffer_.data() + position_, count, bytes);
-        position_ += count;
-        return static_cast<ssize_t>(count);
-    }
-
-    ssize_t write(const char* bytes, std::size_t size) override {
-        if (!is_writable()) return -1;
-        // A client that takes only a part must not keep us from seeing that the collector stops.
-        const auto count = ::send(socket_, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
-        return count < 0 && errno == EAGAIN ? 0 : count;
-    }
+    bool is_readable() const override { return client.waitToRead(); }
+    bool is_writable() const override { return client.waitToWrite(); }
+    ssize_t read(char* bytes, std::size_t size) override { return client.read(bytes, size); }
+    ssize_t write(const char* bytes, std::size_t size) override { return client.write(bytes, size); }
+    socket_t socket() const override { return client.number(); }
 
     // Nobody asks for the addresses.
     void get_remote_ip_and_port(std::string& ip, int& port) const override { none(ip, port); }
     void get_local_ip_and_port(std::string& ip, int& port) const override { none(ip, port); }
-    socket_t socket() const override { return socket_; }
 
   private:
     static void none(std::string& ip, int& port) {
         ip.clear();
         port = 0;
     }
-
-    bool waitFor(short event, steady_clock::duration limit) const {
-        const auto deadline = steady_clock::now() + limit;
-        while (!isStopping_ && steady_clock::now() < deadline) {
-            pollfd entry{socket_, event, 0};
-            if (::poll(&entry, 1, pollMilliseconds) > 0) return true;
-        }
-        return false;
-    }
-
-    const socket_t socket_;
-    const std::atomic<bool>& isStopping_;
-    std::array<char, 16384> buffer_{};
-    std::size_t position_ = 0;
-    std::size_t filled_ = 0;
-    bool isAbandoned_ = false;
 };
 
 thread_local Connection* currentConnection = nullptr;
 
-/// The library adds some of its own, about the connection.
 RequestHead headOf(const httplib::Request& request) {
+    // What the library adds about the connection.
+    static const std::set<std::string_view> own{"REMOTE_ADDR", "REMOTE_PORT", "LOCAL_ADDR", "LOCAL_PORT"};
     RequestHead head{request.target, {}};
-    for (const auto& [name, value] : currentConnection->headers) {
-        const bool isOfLibrary =
-            name == "REMOTE_ADDR" || name == "REMOTE_PORT" || name == "LOCAL_ADDR" || name == "LOCAL_PORT";
-        if (!isOfLibrary && head.headers.size() < mostHeadersKept) head.headers.emplace_back(name, value);
+    for (const auto& header : currentConnection->headers) {
+        if (!own.contains(header.first) && head.headers.size() < mostHeadersKept) head.headers.emplace_back(header);
     }
     return head;
+}
+
+struct ReadBody {
+    std::string bytes;  ///< one more than the limit when there is more
+    bool isWhole = false;
+};
+
+/// What is beyond the limit is read and thrown away, up to a point, so that the client gets to see the answer.
+ReadBody readBody(const httplib::ContentReader& reader, std::size_t limit) {
+    ReadBody body;
+    std::size_t surplus = 0;
+    body.isWhole = reader([&](const char* data, std::size_t size) {
+        const auto room = limit + 1 - body.bytes.size();
+        body.bytes.append(data, std::min(size, room));
+        surplus += size - std::min(size, room);
+        return surplus <= 4 * limit;
+    });
+    return body;
 }
 
 /// Unlike the library's own choice, not the option by which two servers can share a port unknowingly.
@@ -157,10 +122,12 @@ class Collector::Server final : public httplib::Server {
         Post(".*", [this](const auto& request, auto& response, const httplib::ContentReader& reader) {
             takeUpload(request, response, reader);
         });
-        const auto inspect = [this](const auto& request, auto& response) { answerInspection(request, response); };
+        const auto inspect = [this](const auto& request, auto& response) { answerInspection(request, {}, response); };
         Get(".*", inspect);
-        Put(".*", inspect);
         Delete(".*", inspect);
+        Put(".*", [this](const auto& request, auto& response, const httplib::ContentReader& reader) {
+            answerInspection(request, readBody(reader, longestOrder).bytes, response);
+        });
     }
 
     void listen() {
@@ -191,7 +158,7 @@ class Collector::Server final : public httplib::Server {
             connection.headers = request.headers;
             request.headers.erase("Content-Encoding");
         };
-        while (!isClosed && connection.waitForRequest()) {
+        while (!isClosed && connection.client.waitForRequest()) {
             if (!process_request(connection, /*close_connection=*/false, isClosed, keepCompression)) break;
         }
         currentConnection = nullptr;
@@ -200,23 +167,15 @@ class Collector::Server final : public httplib::Server {
 
     void takeUpload(const httplib::Request& request, httplib::Response& response,
                     const httplib::ContentReader& reader) {
-        std::string bytes;
-        // What is beyond the limit is read and thrown away, up to a point, so that the client gets to see the answer.
         const auto limit = reception_.limits().body;
-        std::size_t surplus = 0;
-        const bool isWhole = reader([&](const char* data, std::size_t size) {
-            const auto room = limit + 1 - bytes.size();
-            bytes.append(data, std::min(size, room));
-            surplus += size - std::min(size, room);
-            return surplus <= 4 * limit;
-        });
+        const auto body = readBody(reader, limit);
         const auto arrival = steady_clock::now();
-        if (!isWhole && bytes.size() <= limit) {
-            reception_.refuse(headOf(request), bytes, "the body ended before its announced end");
-            currentConnection->abandon();
-            return;
+        if (body.isWhole || body.bytes.size() > limit) {
+            return answer(reception_.take(headOf(request), body.bytes), arrival, response);
         }
-        answer(reception_.take(headOf(request), bytes), arrival, response);
+        auto refused = reception_.refuse(headOf(request), body.bytes, "the body ended before its announced end");
+        refused.given.reply.closesWithoutAnswer = true;
+        answer(refused, arrival, response);
     }
 
     void answer(const UploadAnswer& answer, steady_clock::time_point arrival, httplib::Response& response) {
@@ -225,22 +184,17 @@ class Collector::Server final : public httplib::Server {
             std::unique_lock lock(mutex_);
             stopped_.wait_for(lock, reply.delay, [this] { return isStopping_.load(); });
         }
-        if (reply.closesWithoutAnswer || isStopping_) currentConnection->abandon();
+        if (reply.closesWithoutAnswer || isStopping_) currentConnection->client.abandon();
         response.status = reply.status;
         response.set_content(reply.body, answer.contentType);
         const std::chrono::duration<double, std::milli> passed = steady_clock::now() - arrival;
         reception_.answered(answer, passed.count());
     }
 
-    void answerInspection(const httplib::Request& request, httplib::Response& response) {
+    void answerInspection(const httplib::Request& request, std::string body, httplib::Response& response) {
         const ApiRequest asked{request.method, request.path, request.get_header_value("Host"),
-                               request.get_header_value("Origin"), request.body};
-        response.headers = {
-            {"Content-Security-Policy", fmt::format("{}; frame-ancestors 'none'", inspectorPagePolicy())},
-            {"X-Content-Type-Options", "nosniff"},
-            {"Referrer-Policy", "no-referrer"},
-            {"Cross-Origin-Resource-Policy", "same-origin"},
-            {"Cache-Control", "no-store"}};
+                               request.get_header_value("Origin"), std::move(body)};
+        for (const auto& [name, value] : inspectorHeaders()) response.set_header(name.c_str(), value);
         const auto refusal = refusalOf(asked, ownName_);
         if (!refusal && asked.method == "GET" && asked.path == eventsPath) return stream(request, response);
         const auto answer = refusal ? *refusal : answerInspector(asked, inspection_);
@@ -259,7 +213,7 @@ class Collector::Server final : public httplib::Server {
         EventStream events(inspection_, series_, request.get_header_value("Last-Event-ID"));
         const auto provider = [events](std::size_t, httplib::DataSink& sink) mutable {
             const auto text = events.next();
-            if (!events.goesOn() || currentConnection->isCutOff()) return false;
+            if (!events.goesOn() || currentConnection->client.isCutOff()) return false;
             return text.empty() || sink.write(text.data(), text.size());
         };
         response.set_chunked_content_provider("text/event-stream", provider, [this](bool) { --streams_; });

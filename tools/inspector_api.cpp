@@ -40,6 +40,7 @@ std::string nameIn(std::string_view host) {
 }
 
 ApiAnswer putMisbehaviour(const std::string& body, Inspection& inspection) {
+    if (body.size() > longestOrder) return refusal(413, fmt::format("the body is larger than {} bytes", longestOrder));
     auto value = platform::parseJson(body);
     if (!value || !value->dictionary()) return refusal(400, "the body is no JSON object");
     auto& object = *value->dictionary();
@@ -71,6 +72,16 @@ ApiAnswer get(const std::string& path, const Inspection& inspection) {
 }
 
 }  // namespace
+
+const std::vector<std::pair<std::string, std::string>>& inspectorHeaders() {
+    static const std::vector<std::pair<std::string, std::string>> headers{
+        {"Content-Security-Policy", fmt::format("{}; frame-ancestors 'none'", inspectorPagePolicy())},
+        {"X-Content-Type-Options", "nosniff"},
+        {"Referrer-Policy", "no-referrer"},
+        {"Cross-Origin-Resource-Policy", "same-origin"},
+        {"Cache-Control", "no-store"}};
+    return headers;
+}
 
 bool isOwnHost(std::string_view hostHeader, std::string_view ownName) {
     const auto name = nameIn(hostHeader);

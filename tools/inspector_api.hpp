@@ -3,6 +3,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "tools/inspection.hpp"
 
@@ -26,6 +28,12 @@ struct ApiAnswer {
 
 /// Where the changes are streamed: the server does that itself.
 inline constexpr std::string_view eventsPath = "/api/events";
+
+/// What every answer of page and API carries: the page's policy, and that nobody keeps, guesses at or embeds it.
+const std::vector<std::pair<std::string, std::string>>& inspectorHeaders();
+
+/// The longest body of an order, in bytes.
+inline constexpr std::size_t longestOrder = std::size_t{64} << 10U;
 
 /// Whether a browser that was sent here under that name can only have meant us. Names are refused but for our own
 /// (`ownName`, as it was given on the command line) and localhost: a page elsewhere could let its name lead here, and

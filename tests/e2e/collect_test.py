@@ -5,44 +5,17 @@ import http.client
 import json
 import os
 import signal
-import subprocess
 import threading
 import time
 
+import collecting
 import harness
-from harness import COMMAND, DONE, FAILED, WRONG_USE, encode, run
+from harness import DONE, FAILED, WRONG_USE, encode, run
 
 DOCUMENT = {"session": {"sid": "S1"}, "postback": {}, "pages": [{}, {}], "click": [], "goal": [{}], "note": "größer"}
 
 
-class Collector(harness.Case):
-    def collect(self, *arguments):
-        self.process = subprocess.Popen([COMMAND, "collect", *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                        text=True)
-        self.addCleanup(self.finish)
-        line = self.process.stdout.readline()
-        self.assertRegex(line, r"\Alistening on http://127\.0\.0\.1:\d+\n\Z")
-        self.port = int(line.rsplit(":", 1)[1])
-
-    def collect_with_replies(self, *replies):
-        self.collect("--replies", self.write("replies.jsonl", "".join(json.dumps(reply) + "\n" for reply in replies)))
-
-    def finish(self):
-        """Ends the collector; gives its exit code and what it has printed since its first line."""
-        if self.process.poll() is None:
-            self.process.send_signal(signal.SIGTERM)
-        output, errors = self.process.communicate(timeout=harness.TIME_LIMIT)
-        return self.process.returncode, output, errors
-
-    def post(self, body, path="/", headers=None):
-        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=harness.TIME_LIMIT)
-        try:
-            connection.request("POST", path, body, headers or {"Content-Encoding": "gzip"})
-            response = connection.getresponse()
-            return response.status, response.read().decode("utf-8")
-        finally:
-            connection.close()
-
+class Collector(collecting.CollectorCase):
     def test_prints_a_line_for_each_document(self):
         self.collect()
         body = encode(DOCUMENT)

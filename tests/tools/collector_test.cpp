@@ -195,10 +195,10 @@ TEST_F(CollectorTest, RefusesABodyThatEndsTooEarly) {
     EXPECT_THAT(refusals(), ElementsAre("the body ended before its announced end"));
 }
 
-TEST_F(CollectorTest, AnythingButAPostIsNotFound) {
+TEST_F(CollectorTest, WhatIsNeitherUploadNorPageNorApiIsNotFound) {
     start();
     RawClient client(collector_->address());
-    client.send("GET / HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    client.send("GET /documents HTTP/1.1\r\nHost: localhost\r\n\r\n");
     EXPECT_THAT(client.receive(), StartsWith("HTTP/1.1 404 Not Found\r\n"));
 }
 

@@ -33,6 +33,8 @@ const schemaPlugin = {
     },
 };
 
+const packages = new Set();
+
 async function bundled(entry) {
     const result = await build({
         entryPoints: [join(here, "src", entry)],
@@ -42,11 +44,25 @@ async function bundled(entry) {
         format: "iife",
         target: "es2022",
         legalComments: "none",
+        metafile: true,
         jsx: "automatic",
         jsxImportSource: "preact",
         plugins: [schemaPlugin],
     });
+    for (const input of Object.keys(result.metafile.inputs)) {
+        const name = /node_modules\/((?:@[^/]+\/)?[^/]+)\//.exec(input)?.[1];
+        if (name) packages.add(name);
+    }
     return result.outputFiles[0].text.trim();
+}
+
+/** The licences of what is inside, which ask to go along. */
+function licences() {
+    return [...packages].sort().map((name) => {
+        const folder = join(here, "node_modules", name);
+        const { version } = JSON.parse(readFileSync(join(folder, "package.json"), "utf8"));
+        return `${name} ${version}\n\n${readFileSync(join(folder, "LICENSE"), "utf8").trim()}`;
+    });
 }
 
 const source = (text) => `'sha256-${createHash("sha256").update(text).digest("base64")}'`;
@@ -63,6 +79,8 @@ const policy = [
     "base-uri 'none'",
     "form-action 'none'",
 ].join("; ");
-const places = { POLICY: policy, STYLE: style, SCRIPT: script };
+const notices = licences().join("\n\n----\n\n");
+if (notices.includes("-->")) throw new Error("a licence ends its comment");
+const places = { POLICY: policy, STYLE: style, SCRIPT: script, LICENCES: notices };
 const page = readFileSync(join(here, "src/page.html"), "utf8").replace(/\{\{(\w+)\}\}/g, (_, name) => places[name]);
 writeFileSync(process.argv[2], page);
