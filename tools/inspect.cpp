@@ -5,15 +5,20 @@
 #include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
+#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <system_error>
 
 #include "harvelstone/api/ledger_value.hpp"
+#include "harvelstone/platform/Calendar.hpp"
+#include "harvelstone/platform/Clock.hpp"
 #include "harvelstone/platform/Describe.hpp"
 #include "harvelstone/platform/Json.hpp"
 
 #include "tools/exit_codes.hpp"
+#include "tools/inspector_page.hpp"
+#include "tools/unsent_records.hpp"
 
 namespace harvelstone::tools {
 
@@ -60,16 +65,36 @@ std::string storageFolderIn(const std::string& folder) {
     return std::filesystem::is_directory(inner, ignored) ? inner.string() : folder;
 }
 
+Dictionary storageValue(StorageContents contents) {
+    return {{"pending", std::move(contents.pending)},     {"documentDB", std::move(contents.documentDB)},
+            {"documents", std::move(contents.documents)}, {"queues", std::move(contents.queues)},
+            {"ledger", ledgerValue(contents.ledger)},     {"damaged", std::move(contents.damaged)}};
+}
+
+/// Replaces the file's content; false when the disk refuses it.
+bool writeFile(const std::string& path, const std::string& content) {
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file << content << std::flush;
+    return file.good();
+}
+
+/// What goes to standard output.
+std::string outputFor(const InspectOptions& options, const StorageContents& contents) {
+    switch (options.format) {
+        case InspectFormat::json:
+            return storageJson(contents) + "\n";
+        case InspectFormat::unsentRecords:
+            return unsentRecordLines(contents);
+        case InspectFormat::text:
+            break;
+    }
+    if (options.verifies) return damageText(contents);
+    return options.htmlFile ? "" : storageText(contents);
+}
+
 }  // namespace
 
-std::string storageJson(StorageContents contents) {
-    return platform::jsonText(Dictionary{{"pending", std::move(contents.pending)},
-                                         {"documentDB", std::move(contents.documentDB)},
-                                         {"documents", std::move(contents.documents)},
-                                         {"queues", std::move(contents.queues)},
-                                         {"ledger", ledgerValue(contents.ledger)},
-                                         {"damaged", std::move(contents.damaged)}});
-}
+std::string storageJson(StorageContents contents) { return platform::jsonText(storageValue(std::move(contents))); }
 
 std::string storageText(const StorageContents& contents) {
     Tree tree;
@@ -92,15 +117,42 @@ std::string storageText(const StorageContents& contents) {
     return std::move(tree).take();
 }
 
+std::string storageHtml(StorageContents contents, const std::string& folder) {
+    return inspectorPageWith(
+        platform::jsonText(Dictionary{{"folder", folder},
+                                      {"made", platform::dateString(platform::SystemClock().now())},
+                                      {"contents", storageValue(std::move(contents))}}));
+}
+
+std::string damageText(const StorageContents& contents) {
+    if (contents.damaged.empty()) return "no damage\n";
+    std::string text;
+    for (const auto& damage : contents.damaged) {
+        const auto& entry = *damage.dictionary();
+        text += fmt::format("{}: {}", *entry.at("file").string(), *entry.at("why").string());
+        if (entry.contains("offset")) {
+            text += fmt::format(" (offset {}, {} bytes)", entry.at("offset").integerValue(),
+                                entry.at("bytes").integerValue());
+        }
+        text += "\n";
+    }
+    return text;
+}
+
 int runInspect(const InspectOptions& options) {
     const auto folder = storageFolderIn(options.folder);
     std::string error;
-    auto contents = readStorage(folder, error);
+    const auto contents = readStorage(folder, error);
     if (!contents) {
         std::cerr << fmt::format("harvelstone inspect: cannot read {}: {}\n", folder, error);
         return exitFailed;
     }
-    std::cout << (options.asJson ? storageJson(*std::move(contents)) + "\n" : storageText(*contents)) << std::flush;
+    if (options.htmlFile && !writeFile(*options.htmlFile, storageHtml(*contents, folder))) {
+        std::cerr << fmt::format("harvelstone inspect: cannot write {}\n", *options.htmlFile);
+        return exitFailed;
+    }
+    std::cout << outputFor(options, *contents) << std::flush;
+    if (options.verifies && !contents->damaged.empty()) return exitFailed;
     return std::cout ? exitDone : exitFailed;
 }
 

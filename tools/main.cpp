@@ -89,7 +89,16 @@ void addInspect(CLI::App& app, Run& run) {
                                   [options] { return runInspect(*options); });
     inspect->add_option("DIR", options->folder, "The storage folder, or the Documents folder that holds it")
         ->required();
-    inspect->add_flag("--json", options->asJson, "Print as JSON");
+    auto* json = inspect->add_flag_callback(
+        "--json", [options] { options->format = InspectFormat::json; }, "Print as JSON");
+    inspect
+        ->add_flag_callback(
+            "--export", [options] { options->format = InspectFormat::unsentRecords; },
+            "Print every record that was not sent, one a line, as JSON")
+        ->excludes(json);
+    inspect->add_option("--html", options->htmlFile, "Write everything to FILE, as a page that needs nothing besides")
+        ->type_name("FILE");
+    inspect->add_flag("--verify", options->verifies, "Print what is damaged; exit code 1 if anything is");
 }
 
 void addKeys(CLI::App& app, Run& run) {

@@ -1,16 +1,29 @@
 """`harvelstone inspect` on folders that an app left behind."""
 
+import json
 import os
+import re
+import shutil
+import tempfile
 
 import harness
-from harness import DONE, FAILED, NEW_VISIT, NO_HOLD, OFFLINE, START, run, step
+from harness import DONE, FAILED, NEW_VISIT, NO_HOLD, OFFLINE, START, WRONG_USE, run, step
 
 
 class Inspect(harness.Case):
+    left = None  # what the app left behind, with the ids of its pending documents; played once for all tests
+
     def setUp(self):
         super().setUp()
-        self.pending = self.play([NO_HOLD, OFFLINE, START, step("page", record={"PARAM_NAME": "cart"}),
-                                  step("click", record={"n": 1}), step("click", record={"n": 2}), *NEW_VISIT]).pending
+        if not Inspect.left:
+            pending = self.play([NO_HOLD, OFFLINE, START, step("page", record={"PARAM_NAME": "cart"}),
+                                 step("click", record={"n": 1}), step("click", record={"n": 2}), *NEW_VISIT]).pending
+            copy = tempfile.mkdtemp(prefix="harvelstone-e2e-")
+            self.addClassCleanup(shutil.rmtree, copy)
+            shutil.copytree(self.documents, copy, dirs_exist_ok=True)
+            Inspect.left = copy, pending
+        copy, self.pending = Inspect.left
+        shutil.copytree(copy, self.documents, dirs_exist_ok=True)
 
     def stored(self):
         """Every file's bytes, times and mode."""
@@ -48,12 +61,74 @@ class Inspect(harness.Case):
         self.assertEqual(run("inspect", self.storage).returncode, DONE)
         self.assertEqual((self.stored(), os.stat(self.storage).st_mtime_ns), (before, folder))
 
-    def test_shows_damage_and_what_can_still_be_read(self):
-        queue = os.path.join(self.storage, "click_" + self.pending[0] + ".Harvelstone")
-        with open(queue, "r+b") as file:
+    def break_click(self, name):
+        """Damages the first record of that queue."""
+        path = os.path.join(self.storage, f"{name}.Harvelstone")
+        with open(path, "r+b") as file:
             content = file.read()
             file.seek(content.index(b'"n":1'))
             file.write(b"#")
+
+    def exported(self):
+        ended = run("inspect", self.storage, "--export")
+        self.assertEqual(ended.returncode, DONE, ended.stderr)
+        return [json.loads(line) for line in ended.stdout.splitlines()]
+
+    def test_exports_the_records_that_wait_in_queues(self):
+        first = self.pending[0]
+        lines = self.exported()
+        self.assertEqual([(line["document"], line["kind"], line["pending"], line["in"]) for line in lines],
+                         [(first, "page", True, "pages_" + first), (first, "click", True, "click_" + first),
+                          (first, "click", True, "click_" + first)])
+        self.assertEqual([line["record"]["n"] for line in lines[1:]], [1, 2])
+
+    def test_exports_the_records_of_documents_that_wait(self):
+        with open(os.path.join(self.storage, self.pending[0] + ".Harvelstone"), "w", encoding="utf-8") as file:
+            json.dump({"session": {}, "revenue": [{"amount": 2}], "push": {"id": 7}, "goal": []}, file)
+        for name in ("pages_", "click_"):
+            os.remove(os.path.join(self.storage, f"{name}{self.pending[0]}.Harvelstone"))
+        self.assertEqual([(line["kind"], line["in"], line["record"]) for line in self.exported()],
+                         [("revenue", self.pending[0], {"amount": 2}), ("push", self.pending[0], {"id": 7})])
+
+    def test_exports_what_lost_its_document_or_was_set_aside(self):
+        queue = os.path.join(self.storage, f"click_{self.pending[0]}.Harvelstone")
+        shutil.copy(queue, os.path.join(self.storage, "click_GONE_1.000000.Harvelstone"))
+        os.rename(queue, queue.replace(".Harvelstone", ".corrupt-1479259200.Harvelstone"))
+        clicks = [(line["document"], line["pending"], line["record"]["n"]) for line in self.exported() if line["kind"] == "click"]
+        self.assertEqual(clicks, [("GONE_1.000000", False, 1), ("GONE_1.000000", False, 2),
+                                  (self.pending[0], True, 1), (self.pending[0], True, 2)])
+
+    def test_verifies(self):
+        ended = run("inspect", self.storage, "--verify")
+        self.assertEqual((ended.returncode, ended.stdout), (DONE, "no damage\n"))
+        self.break_click("click_" + self.pending[0])
+        ended = run("inspect", self.storage, "--verify")
+        self.assertEqual(ended.returncode, FAILED)
+        self.assertRegex(ended.stdout, rf"\Aclick_{self.pending[0]}\.Harvelstone: bytes that are no record "
+                                       r"\(offset \d+, \d+ bytes\)\n\Z")
+        ended = run("inspect", self.storage, "--verify", "--json")
+        self.assertEqual((ended.returncode, len(json.loads(ended.stdout)["damaged"])), (FAILED, 1))
+
+    def test_writes_a_page_that_holds_everything(self):
+        before, page = self.stored(), self.path("page.html")
+        ended = run("inspect", self.storage, "--html", page)
+        self.assertEqual((ended.returncode, ended.stdout, self.stored()), (DONE, "", before))
+        with open(page, encoding="utf-8") as file:
+            [data] = re.findall(r'<script type="application/json" id="data">(.*?)</script>', file.read())
+        data = json.loads(data)
+        self.assertEqual((data["folder"], data["contents"]), (self.storage, self.inspect()))
+
+    def test_a_page_that_cannot_be_written_is_a_failure(self):
+        ended = run("inspect", self.storage, "--html", self.path("none/page.html"))
+        self.assertEqual(ended.returncode, FAILED)
+        self.assertEqual(ended.stderr, f"harvelstone inspect: cannot write {self.path('none/page.html')}\n")
+
+    def test_json_and_export_exclude_each_other(self):
+        self.assertEqual(run("inspect", self.storage, "--json", "--export").returncode, WRONG_USE)
+
+    def test_shows_damage_and_what_can_still_be_read(self):
+        queue = os.path.join(self.storage, "click_" + self.pending[0] + ".Harvelstone")
+        self.break_click("click_" + self.pending[0])
         document = os.path.join(self.storage, self.pending[1] + ".Harvelstone")
         with open(document, "w", encoding="utf-8") as file:
             file.write("{broken")

@@ -12,7 +12,7 @@ export interface Storage {
     folder: string;
     made: string;
     contents: {
-        pending: string[];
+        pending: Json[];
         documentDB: JsonObject;
         documents: Record<string, JsonObject>;
         queues: Record<string, Json[]>;
@@ -23,13 +23,17 @@ export interface Storage {
 
 const none = { problems: [] };
 
+/** A damaged list may hold anything. */
+const pendingIds = (storage: Storage) => storage.contents.pending.filter((id) => typeof id === "string");
+
 /** The queues of a document, by what stands before its id. */
 function queuesOf(id: string, queues: Record<string, Json[]>): [string, Json[]][] {
     return Object.entries(queues).filter(([name]) => name.endsWith(`_${id}`));
 }
 
 function DocumentTree({ id, storage }: { id: string; storage: Storage }) {
-    const { documents, queues, pending } = storage.contents;
+    const { documents, queues } = storage.contents;
+    const pending = pendingIds(storage);
     const sections = documents[id];
     const place = pending.indexOf(id);
     const waiting = queuesOf(id, queues);
@@ -119,7 +123,8 @@ function Damage({ damaged }: { damaged: JsonObject[] }) {
 }
 
 export function StoragePage({ storage }: { storage: Storage }) {
-    const { pending, documents, queues, damaged, documentDB, ledger } = storage.contents;
+    const { documents, queues, damaged, documentDB, ledger } = storage.contents;
+    const pending = pendingIds(storage);
     const ids = [...pending, ...Object.keys(documents).filter((id) => !pending.includes(id))];
     const loose = Object.entries(queues).filter(([name]) => !ids.some((id) => name.endsWith(`_${id}`)));
     const waiting = Object.values(queues).reduce((sum, records) => sum + records.length, 0);
