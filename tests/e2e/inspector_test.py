@@ -11,6 +11,7 @@ import time
 
 import collecting
 import harness
+import upload_schema
 from harness import DONE, encode
 
 DOCUMENT = {"session": {"sid": "S1", "rate": 42.0}, "postback": {}, "click": [{"name": "<script>größer</script>"}]}
@@ -106,6 +107,14 @@ class Inspector(collecting.CollectorCase):
         self.misbehave(**BUSY)
         self.assertEqual(self.post(b"plain")[0], 400)
         self.assertEqual(self.post(encode(DOCUMENT)), (503, "busy"))
+
+    def test_takes_each_misbehaviour_of_the_guide(self):
+        self.collect()
+        guide = (upload_schema.SCHEMA_FILE.parent / "collect.md").read_text(encoding="utf-8")
+        lines = guide.split("\n## The API\n")[1].split("```jsonl\n")[1].split("```")[0].splitlines()
+        for line in lines:
+            self.assertEqual(self.misbehave(**json.loads(line))[0], 200, line)
+        self.assertEqual(self.state()["misbehaviour"]["times"], json.loads(lines[-1])["times"])
 
     def test_behaves_again_when_told(self):
         self.collect()
