@@ -194,12 +194,12 @@ class Collector::Server final : public httplib::Server {
     void answerInspection(const httplib::Request& request, std::string body, httplib::Response& response) {
         const ApiRequest asked{request.method, request.path, request.get_header_value("Host"),
                                request.get_header_value("Origin"), std::move(body)};
-        for (const auto& [name, value] : inspectorHeaders()) response.set_header(name.c_str(), value);
+        for (const auto& [name, value] : inspectorHeaders()) response.set_header(name, value);
         const auto refusal = refusalOf(asked, ownName_);
         if (!refusal && asked.method == "GET" && asked.path == eventsPath) return stream(request, response);
         const auto answer = refusal ? *refusal : answerInspector(asked, inspection_);
         response.status = answer.status;
-        response.set_content(answer.body, answer.contentType.c_str());
+        response.set_content(answer.body, answer.contentType);
         if (answer.isDownload) response.set_header("Content-Disposition", "attachment");
     }
 

@@ -108,6 +108,7 @@ std::vector<InspectionEvent> Inspection::collectChanges(std::uint64_t version) c
     if (changes.size() > longestBatch) changes.resize(longestBatch);
 
     std::vector<InspectionEvent> events;
+    events.reserve(changes.size());
     for (const auto& change : changes) events.push_back({change.version, change.name, changeJson(change)});
     return events;
 }
