@@ -261,6 +261,10 @@ TEST_F(SendLoopAgainstServer, WithJsonNestedSixtyThousandDeep) {
     expectNoObject({answers("200 OK", repeated("[", 60'000))});
 }
 
+TEST_F(SendLoopAgainstServer, WithJsonNestedAHundredThousandDeepIsAboveTheCap) {
+    expectCutOff({answers("200 OK", repeated("[", 100'000) + repeated("]", 100'000))});
+}
+
 // ---- Rubbish ----
 
 TEST_F(SendLoopAgainstServer, WithAnEmptyBody) { expectNoObject({answers("200 OK", "")}); }
