@@ -118,7 +118,9 @@ void DocumentAccount::revertDeletion(const std::string& queue) {
 void DocumentAccount::revertIfStillThere(const std::string& queue, const QueueCounts& there) {
     const auto found = deletions.find(queue);
     if (found == deletions.end()) return;
-    if (there.size != 0 && creation(there) == creation(found->second.counts)) revertDeletion(queue);
+    const auto creationThen = creation(found->second.counts);
+    // One without a header gets it when it is emptied.
+    if (there.size != 0 && (creationThen == 0 || creation(there) == creationThen)) revertDeletion(queue);
 }
 
 bool DocumentAccount::knowsAssembled(const std::string& documentId, RecordKind kind) const {

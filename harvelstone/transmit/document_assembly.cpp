@@ -65,11 +65,12 @@ void countAssembled(const std::string& documentId, const RecordCounts& counts) {
     documetNameList->update([&](const DocumentNames& names) { return names.withAssembled(documentId, counts); });
 }
 
-void countMergeFailure(std::size_t pageRecords) {
+/// They have left their queue, whose file would tell otherwise that the document holds them.
+void countMergeFailure(const std::string& documentId, std::size_t pageRecords) {
     documetNameList->update([&](const DocumentNames& names) {
         auto account = names.account();
         account.settle(RecordKind::page, mergeFailed, pageRecords);
-        return names.withAccount(std::move(account));
+        return names.withAccount(std::move(account)).withAssembled(documentId, {{RecordKind::page, 0}});
     });
 }
 
@@ -85,7 +86,7 @@ void fillFromQueues(DocumentManager& manager, NamedMap& document, const std::str
         drained.pages = manager.mergePages(pages);
         drained.pageRecords = pages.size();
     } catch (const platform::Exception&) {
-        countMergeFailure(pages.size());
+        countMergeFailure(documentId, pages.size());
         countAssembled(documentId, {{RecordKind::goal, drained.goals.size()}});
         document.update([&](const Dictionary& held) { return drained.addedTo(held); });  // the goals are sent later
         throw;

@@ -13,7 +13,7 @@
 #include "harvelstone/services/TinyMap.hpp"
 #include "harvelstone/services/TrackType.hpp"
 
-#include "tests/support/ServicesFixture.hpp"
+#include "tests/support/DocumentTest.hpp"
 
 namespace harvelstone {
 namespace {
@@ -21,9 +21,7 @@ namespace {
 using platform::InvalidArgumentException;
 using ::testing::HasSubstr;
 
-struct AnalyticsTest : ::testing::Test {
-    testing::Machine machine;
-
+struct AnalyticsTest : testing::DocumentTest {
     AnalyticsTest() { SessionManager::sharedInstance().configure({{"targetUri", "http://collect.example.com/"}}); }
 
     static std::string newestDocument() { return DocumentManager::sharedInstance().getLaistDocId(); }

@@ -9,8 +9,8 @@
 #include "harvelstone/services/HarvelstoneCore.hpp"
 #include "harvelstone/services/StorageFolder.hpp"
 
+#include "tests/support/DocumentTest.hpp"
 #include "tests/support/LoopbackServer.hpp"
-#include "tests/support/ServicesFixture.hpp"
 #include "tests/support/TlsFront.hpp"
 
 namespace harvelstone {
@@ -29,6 +29,8 @@ struct Configure : ::testing::Test {
         options.documentsFolder = documents.path();
         options.targetUri = "https://collect.example.com/documents";
     }
+
+    void TearDown() override { testing::expectLedgerBalances(); }
 
     std::string reasonOfConfigure() const {
         try {

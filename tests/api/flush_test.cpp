@@ -7,8 +7,8 @@
 #include "harvelstone/platform/WorkerThreads.hpp"
 #include "harvelstone/services/BSConfig.hpp"
 
+#include "tests/support/DocumentTest.hpp"
 #include "tests/support/FaultyFileSystem.hpp"
-#include "tests/support/ServicesFixture.hpp"
 
 namespace harvelstone {
 namespace {
@@ -45,10 +45,9 @@ class AnsweringHttpClient final : public platform::HttpClient {
 };
 
 /// The uploads run on real worker threads.
-struct Flush : ::testing::Test {
-    testing::Machine machine;
-
+struct Flush : testing::DocumentTest {
     Flush() {
+        machine.clock->tickPerReading(1e-6);  // so that no two documents are made at one time
         platform::Platform::current().workers = std::make_shared<platform::WorkerThreads>();
         Analytics::installReferrer({});
     }

@@ -20,8 +20,8 @@
 #include "harvelstone/services/StorageFolder.hpp"
 #include "harvelstone/services/TrackType.hpp"
 
+#include "tests/support/DocumentTest.hpp"
 #include "tests/support/LoopbackServer.hpp"
-#include "tests/support/ServicesFixture.hpp"
 
 namespace harvelstone {
 namespace {
@@ -35,8 +35,7 @@ constexpr std::int64_t clicks = 300;
 constexpr int visits = 20;
 constexpr int passes = 100;
 
-struct Threads : ::testing::Test {
-    testing::Machine machine;
+struct Threads : testing::DocumentTest {
     testing::LoopbackServer server;
 
     Threads() {

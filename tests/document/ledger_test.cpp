@@ -50,6 +50,21 @@ TEST(StoredAccount, LeavesOutWhatDidNotOccur) {
     EXPECT_EQ(storedAccount(DocumentAccount()), (Dictionary{{"created", 0}, {"retired", Dictionary{}}}));
 }
 
+TEST(BegunDeletion, IsTakenBackWhenItsFileHasGotAHeaderSince) {
+    QueueCounts headless;
+    headless.size = 60;
+    headless.unread = 1;
+    QueueCounts emptied;
+    emptied.header = {.created = 7, .emptied = 1, .records = 1, .damaged = 0};
+    emptied.size = 32;
+    emptied.consumed = 1;
+
+    DocumentAccount account;
+    account.beginDeletion("goal_S_1.000000", /*isPending=*/true, {headless, std::string(prunedUnread)});
+    account.revertIfStillThere("goal_S_1.000000", emptied);
+    EXPECT_EQ(account, DocumentAccount());
+}
+
 TEST(StoredAccount, IsAbsentWithoutADictionary) {
     EXPECT_EQ(readStoredAccount(std::nullopt), std::nullopt);
     EXPECT_EQ(readStoredAccount(7), std::nullopt);

@@ -1,6 +1,11 @@
 #include "tests/host/HostTest.hpp"
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+
+#include "tests/support/stored_ledger.hpp"
 
 namespace harvelstone::testing {
 namespace {
@@ -11,6 +16,20 @@ std::string textOf(const Dictionary& dictionary, std::string_view key) {
 }
 
 }  // namespace
+
+void HostTest::TearDown() {
+    const std::filesystem::path folder = documents_.path() + "/harvelstone";
+    if (!std::filesystem::exists(folder)) return;  // no host has begun
+    std::map<std::string, std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        std::ifstream file(entry.path(), std::ios::binary);
+        if (entry.is_regular_file())
+            files[entry.path().filename().string()] = {std::istreambuf_iterator<char>(file), {}};
+    }
+    const auto ledger = ledgerOf(files);
+    expectBalanced(ledger);
+    EXPECT_LE(ledger.documents.sent, server_.requests().size());
+}
 
 std::vector<Value> HostTest::documents() const {
     std::vector<Value> documents;

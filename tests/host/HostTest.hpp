@@ -15,6 +15,9 @@ namespace harvelstone::testing {
 /// A real server and a folder for a real host program.
 class HostTest : public ::testing::Test {
   protected:
+    /// Whatever became of the hosts, all that they left is accounted for, and nothing counts as sent that never came.
+    void TearDown() override;
+
     /// What was uploaded, in the order of arrival; decoded by code that shares nothing with the library's.
     std::vector<Value> documents() const;
     /// What the clicks in all of them say, in the order of arrival.

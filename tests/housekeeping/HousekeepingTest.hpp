@@ -77,6 +77,7 @@ class HousekeepingTest : public DocumentTest {
 
     void put(const std::string& name, double ageInHours = 0) {
         machine.writeFile(name, "x");
+        areRecordsOnlyOurs = false;  // in a queue it counts as a damaged one
         machine.setFileAge(name, ageInHours * secondsOfAnHour);
     }
     std::string path(const std::string& name) const { return machine.folder + name; }

@@ -13,10 +13,15 @@ namespace harvelstone::testing {
 /// Something that happened in a simulated life, as it is seen from outside.
 struct Fact {
     enum class What {
-        began,      ///< a life; `text` says which
-        recording,  ///< the host begins to record `number`; `text` is the prefix of its queue
-        written,    ///< a frame with `number` was appended to the file `text`
-        recorded,   ///< recording `number` has returned
+        began,        ///< a life; `text` says which
+        recording,    ///< the host begins to record `number`; `text` is the prefix of its queue
+        written,      ///< a frame with `number` was appended to the file `text`
+        recorded,     ///< recording `number` has returned
+        progressing,  ///< the same two for a page's progress, which no document shows by itself
+        progressed,
+        takenBack,  ///< a frame with `number` was cut off the file `text`
+        emptied,    ///< the queue's file `text` was cut to nothing
+        headed,     ///< the queue's file `text` got a header that tells of `number` records
         created,    ///< the pending list got `id` at its end
         left,       ///< the pending list lost `id`, its head
         settled,    ///< the operation that created (`number` 1) or retired (0) `id` has returned

@@ -71,6 +71,18 @@ void record(Life& life) {
     life.watch().note({.what = What::recorded, .number = number, .text = queue});
 }
 
+void progress(Life& life) {
+    std::int64_t number = 0;
+    const auto note = [&](What what) {
+        const Scheduler::KeepTurn keep;
+        if (what == What::progressing) number = life.nextNumber();
+        life.watch().note({.what = what, .number = number, .text = StaticValues::PAGES_FILE_PREFIX()});
+    };
+    note(What::progressing);
+    call(life, Activity::other, "progress", [&] { Analytics::pageProgress(static_cast<double>(number), 1); });
+    note(What::progressed);
+}
+
 void send(Life& life) { call(life, Activity::pass, "send", &Analytics::send); }
 
 void setConsent(Life& life, bool granted) {
@@ -128,7 +140,7 @@ struct Choice {
 
 constexpr Choice choices[] = {
     {40, &record},
-    {6, [](Life& life) { call(life, Activity::other, "progress", [] { Analytics::pageProgress(7, 1); }); }},
+    {6, &progress},
     {16, &send},
     {2,
      [](Life& life) { call(life, Activity::pass, "flush", [] { Analytics::flush(std::chrono::milliseconds(0)); }); }},

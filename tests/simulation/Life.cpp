@@ -80,6 +80,8 @@ void Life::install() {
     files_->onRemove = [this](const std::string& path) { watch_.removing(path); };
     files_->onRemoved = [this](const std::string& path) { watch_.removed(path); };
     files_->onWritten = [this](const std::string& path, std::string_view bytes) { watch_.written(path, bytes); };
+    files_->onTruncate = [this](const std::string& path, std::uint64_t size) { watch_.truncating(path, size); };
+    files_->onTruncated = [this](const std::string& path, std::uint64_t size) { watch_.truncated(path, size); };
     mainQueue_->onTask = [this](bool begins) { begins ? watch_.begin(Watch::Activity::removal) : watch_.end(); };
     workers_->onTask = [this](bool begins) { begins ? watch_.begin(Watch::Activity::pass) : watch_.end(); };
     setFateObserver([this](const std::string& id, Fate fate) {

@@ -26,10 +26,8 @@ auto call(Body body) {
 
 class PreemptibleFile final : public File {
   public:
-    using OnWritten = std::function<void(const std::string& path, std::string_view bytes)>;
-
-    PreemptibleFile(std::unique_ptr<File> file, std::string path, const OnWritten& onWritten)
-        : file_(std::move(file)), path_(std::move(path)), onWritten_(onWritten) {}
+    PreemptibleFile(std::unique_ptr<File> file, std::string path, const PreemptibleFileSystem& files)
+        : file_(std::move(file)), path_(std::move(path)), files_(files) {}
     ~PreemptibleFile() override {
         const Scheduler::KeepTurn keep;
         file_.reset();
@@ -43,7 +41,8 @@ class PreemptibleFile final : public File {
     Result<void> append(std::span<const std::byte> bytes) override {
         return call([&] {
             auto written = file_->append(bytes);
-            if (written && onWritten_) onWritten_(path_, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+            if (written && files_.onWritten)
+                files_.onWritten(path_, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
             return written;
         });
     }
@@ -52,7 +51,12 @@ class PreemptibleFile final : public File {
         return call([&] { return file_->sync(); });
     }
     Result<void> truncate(std::uint64_t size) override {
-        return call([&] { return file_->truncate(size); });
+        return call([&] {
+            if (files_.onTruncate) files_.onTruncate(path_, size);
+            auto cut = file_->truncate(size);
+            if (cut && files_.onTruncated) files_.onTruncated(path_, size);
+            return cut;
+        });
     }
     Result<std::uint64_t> size() override {
         return call([&] { return file_->size(); });
@@ -67,7 +71,7 @@ class PreemptibleFile final : public File {
   private:
     std::unique_ptr<File> file_;
     const std::string path_;
-    const OnWritten& onWritten_;
+    const PreemptibleFileSystem& files_;
 };
 
 }  // namespace
@@ -153,7 +157,7 @@ Result<std::unique_ptr<File>> PreemptibleFileSystem::open(const std::string& pat
     return call([&]() -> Result<std::unique_ptr<File>> {
         auto file = disk_->open(path, mode);
         if (!file) return file.error();
-        return std::unique_ptr<File>(std::make_unique<PreemptibleFile>(*std::move(file), path, onWritten));
+        return std::unique_ptr<File>(std::make_unique<PreemptibleFile>(*std::move(file), path, *this));
     });
 }
 

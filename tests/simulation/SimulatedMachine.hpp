@@ -122,6 +122,9 @@ class PreemptibleFileSystem final : public platform::FileSystem {
     std::function<void(const std::string& path)> onRemove;
     std::function<void(const std::string& path)> onRemoved;
     std::function<void(const std::string& path, std::string_view bytes)> onWritten;
+    /// Told before a file is cut, and after that.
+    std::function<void(const std::string& path, std::uint64_t size)> onTruncate;
+    std::function<void(const std::string& path, std::uint64_t size)> onTruncated;
 
     platform::Result<std::unique_ptr<platform::File>> open(const std::string& path, platform::OpenMode mode) override;
     platform::Result<void> rename(const std::string& from, const std::string& to) override;

@@ -22,12 +22,25 @@ namespace {
 using What = Fact::What;
 
 std::string text(const Fact& fact) {
-    static const std::map<What, std::string> names{
-        {What::began, "began"},       {What::recording, "recording"}, {What::written, "written"},
-        {What::recorded, "recorded"}, {What::created, "created"},     {What::left, "left"},
-        {What::settled, "settled"},   {What::retired, "retired"},     {What::visited, "visited"},
-        {What::uploaded, "uploaded"}, {What::answered, "answered"},   {What::removed, "removed"},
-        {What::faulted, "faulted"},   {What::ended, "ended"}};
+    static const std::map<What, std::string> names{{What::began, "began"},
+                                                   {What::recording, "recording"},
+                                                   {What::written, "written"},
+                                                   {What::recorded, "recorded"},
+                                                   {What::progressing, "progressing"},
+                                                   {What::progressed, "progressed"},
+                                                   {What::takenBack, "taken back"},
+                                                   {What::emptied, "emptied"},
+                                                   {What::headed, "headed"},
+                                                   {What::created, "created"},
+                                                   {What::left, "left"},
+                                                   {What::settled, "settled"},
+                                                   {What::retired, "retired"},
+                                                   {What::visited, "visited"},
+                                                   {What::uploaded, "uploaded"},
+                                                   {What::answered, "answered"},
+                                                   {What::removed, "removed"},
+                                                   {What::faulted, "faulted"},
+                                                   {What::ended, "ended"}};
     auto line = names.at(fact.what);
     if (fact.number != 0) line += fmt::format(" {}", fact.number);
     if (!fact.id.empty()) line += " " + fact.id;

@@ -67,6 +67,8 @@ class Watch {
     void reading(const std::string& path);
     void removed(const std::string& path);
     void written(const std::string& path, std::string_view bytes);
+    void truncating(const std::string& path, std::uint64_t size);
+    void truncated(const std::string& path, std::uint64_t size);
     void failed(const DiskCall& call);
 
     /// The world as the model knows it.
@@ -121,6 +123,7 @@ class Watch {
     std::vector<std::string> owed_;   // not restored yet
     std::vector<std::string> heads_;  // every head that there was
     std::multiset<std::string> leftUnsaid_;
+    std::vector<std::int64_t> beingCutOff_;
     std::set<std::string> inMemory_;  // ids whose maps this process has made or read
     std::map<std::string, WaitingDocument> keptInMemory_;
     std::size_t moment_ = 0;

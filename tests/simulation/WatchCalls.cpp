@@ -5,6 +5,7 @@
 
 #include "harvelstone/services/StaticValues.hpp"
 #include "harvelstone/services/TrackType.hpp"
+#include "harvelstone/services/queue_format.hpp"
 
 #include "tests/simulation/StoredState.hpp"
 #include "tests/simulation/Watch.hpp"
@@ -143,7 +144,22 @@ void Watch::removed(const std::string& path) {
 void Watch::written(const std::string& path, std::string_view bytes) {
     const auto name = fileNameOf(path);
     if (!queueNameOf(name)) return;
+    if (const auto header = queue_format::readHeader(bytes))
+        note({.what = What::headed, .number = header->records, .text = name});
     for (const auto number : numbersIn(bytes)) note({.what = What::written, .number = number, .text = name});
+}
+
+void Watch::truncating(const std::string& path, std::uint64_t size) {
+    beingCutOff_.clear();
+    const auto content = disk_.image().content(path);
+    if (size > 0 && size < content.size()) beingCutOff_ = numbersIn(std::string_view(content).substr(size));
+}
+
+void Watch::truncated(const std::string& path, std::uint64_t size) {
+    const auto name = fileNameOf(path);
+    if (!queueNameOf(name)) return;
+    if (size == 0) note({.what = What::emptied, .text = name});
+    for (const auto number : beingCutOff_) note({.what = What::takenBack, .number = number, .text = name});
 }
 
 void Watch::failed(const DiskCall& call) {

@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include "tests/simulation/Life.hpp"
+#include "tests/simulation/RecordTally.hpp"
 #include "tests/simulation/StoredState.hpp"
 
 namespace harvelstone::testing {
@@ -101,11 +102,13 @@ SeedResult runSeed(std::uint64_t seed, bool traces) {
     const auto plan = SeedPlan::of(seed);
     SeedResult result{.seed = seed};
     Legacy legacy{.disk = newDevice(), .time = begin, .nextNumber = firstNumber};
+    RecordTally tally;
     for (; result.lives < plan.lives && result.violations.empty(); ++result.lives) {
         auto next = lived(plan.life(result.lives), legacy, traces);
         result.switches += next.switches;
         result.fingerprint = result.fingerprint * 31 + next.fingerprint;
         result.violations = next.violations;
+        if (result.violations.empty()) result.violations = tally.violationsAfter(next.facts, next.disk);
         legacy.facts.insert(legacy.facts.end(), next.facts.begin(), next.facts.end());
         next.facts = std::move(legacy.facts);
         legacy = std::move(next);

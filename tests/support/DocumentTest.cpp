@@ -5,6 +5,8 @@
 #include "harvelstone/services/SessionManager.hpp"
 #include "harvelstone/services/TinyMap.hpp"
 
+#include "tests/support/stored_ledger.hpp"
+
 namespace harvelstone::testing {
 
 namespace {
@@ -61,12 +63,21 @@ platform::Result<void> RecordingFileSystem::rename(const std::string& from, cons
 }
 
 void expectLedgerBalances() {
-    if (!*documentDB) return;  // the test has started nothing
+    if (*documentDB) expectBalanced(currentLedger());  // else the test has started nothing
+}
+
+DocumentTest::DocumentTest() {
+    written_ = std::make_shared<RecordCountingFiles>(machine.fileSystem);
+    machine.setFileSystem(written_);
+}
+
+void DocumentTest::TearDown() {
+    expectLedgerBalances();
+    if (!*documentDB || !areRecordsOnlyOurs || !written_->areBehind(*platform::Platform::current().fileSystem)) return;
     const auto ledger = currentLedger();
-    EXPECT_TRUE(ledger.balances());
-    for (const auto& [kind, records] : ledger.records) {
-        EXPECT_LE(records.sent, records.assembled) << kind;
-        EXPECT_LE(records.assembled, records.recorded) << kind;
+    for (const auto kind : allRecordKinds) {
+        const auto name = std::string(recordKindName(kind));
+        EXPECT_EQ(ledger.records.at(name).recorded, written_->written(kind)) << name;
     }
 }
 

@@ -15,6 +15,7 @@
 #include "harvelstone/services/StorageFolder.hpp"
 #include "harvelstone/services/TrackType.hpp"
 
+#include "tests/support/RecordCountingFiles.hpp"
 #include "tests/support/ServicesFixture.hpp"
 
 namespace harvelstone::testing {
@@ -78,10 +79,15 @@ class HookedClock final : public platform::Clock {
 /// Whatever a test has done, and still does on its threads, every document and record is accounted for.
 void expectLedgerBalances();
 
-/// A fresh installation on a faked machine.
+/// A fresh installation on a faked machine. In the end its ledger has to balance, and to have recorded what was
+/// written.
 class DocumentTest : public ::testing::Test {
   protected:
-    void TearDown() override { expectLedgerBalances(); }
+    DocumentTest();
+    void TearDown() override;
+
+    /// False in a test that writes or deletes queue files itself, or takes records out of them.
+    bool areRecordsOnlyOurs = true;
 
     DocumentManager& manager() { return DocumentManager::sharedInstance(); }
     /// The visit ends: what needs a session next begins a new one.
@@ -90,6 +96,9 @@ class DocumentTest : public ::testing::Test {
     std::shared_ptr<RecordingFileSystem> recordFiles();
 
     Machine machine;
+
+  private:
+    std::shared_ptr<RecordCountingFiles> written_;
 };
 
 }  // namespace harvelstone::testing

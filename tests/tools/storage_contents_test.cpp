@@ -19,6 +19,12 @@ using nlohmann::json;
 
 class Inspection : public ::testing::Test {
   protected:
+    void TearDown() override {
+        std::string error;
+        const auto contents = readStorage(machine_.folder, error);
+        EXPECT_TRUE(!contents || contents->ledger.balances());
+    }
+
     json inspect() {
         std::string error;
         auto contents = readStorage(machine_.folder, error);

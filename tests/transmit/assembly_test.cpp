@@ -120,6 +120,7 @@ TEST_F(Assembly, EventsAndCampaignsStayInTheirQueues) {
 }
 
 TEST_F(Assembly, ARepeatSendsTheSectionsOfTheFirstAttempt) {
+    areRecordsOnlyOurs = false;  // it looks into the queue
     queue(StaticValues::GOAL_FILE_PREFIX(), {{"g3", 50}});
     send();
     queue(StaticValues::GOAL_FILE_PREFIX(), {{"g4", 60}});
