@@ -76,6 +76,7 @@ void DocumentAccount::settleAssembled(RecordKind kind, std::uint64_t count, Fate
 }
 
 void DocumentAccount::settleDocument(const std::string& documentId, Fate fate, const RecordCounts& earlier) {
+    beingFilled.erase(documentId);
     auto counts = earlier;
     if (const auto known = assembled.find(documentId); known != assembled.end()) {
         for (const auto& [kind, count] : known->second) counts.insert_or_assign(kind, count);
@@ -134,6 +135,7 @@ Dictionary storedAccount(const DocumentAccount& account) {
         settled.emplace(recordKindName(kind), Dictionary(outcomes.begin(), outcomes.end()));
     Dictionary assembled;
     for (const auto& [documentId, counts] : account.assembled) {
+        if (account.beingFilled.contains(documentId)) continue;
         Dictionary byKind;
         for (const auto& [kind, count] : counts) byKind.emplace(recordKindName(kind), count);
         assembled.emplace(documentId, std::move(byKind));

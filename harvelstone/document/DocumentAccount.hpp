@@ -36,6 +36,9 @@ struct DocumentAccount {
     /// Records that were moved into a pending document, by its id. Of a document that was filled in an earlier life its
     /// queue files tell, unless they were deleted.
     std::map<std::string, RecordCounts> assembled;
+    /// Of those, documents whose queues on disk may still hold these records. Stored without them: a process that ends
+    /// now leaves them in the queues, which tell of them.
+    std::set<std::string> beingFilled;
 
     /// A queue file that is being deleted, and was counted for it. Void when the same file is there after a crash.
     struct Deletion {

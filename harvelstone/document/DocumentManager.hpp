@@ -74,6 +74,8 @@ class DocumentNames {
     /// Records were moved into the document. If it has left the list meanwhile, their fate is that of one that another
     /// document's answer retired.
     DocumentNames withAssembled(const std::string& documentId, const RecordCounts& counts) const;
+    /// What was moved into the document has left its queues on disk.
+    DocumentNames withQueuesConsumed(const std::string& documentId) const;
     /// The same list with another account.
     DocumentNames withAccount(DocumentAccount account) const;
 

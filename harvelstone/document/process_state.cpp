@@ -84,12 +84,19 @@ DocumentNames DocumentNames::withoutFirst(Fate fate, const RecordCounts& earlier
 DocumentNames DocumentNames::withAssembled(const std::string& documentId, const RecordCounts& counts) const {
     auto account = account_;
     const bool isPending = contains(documentId);
+    if (isPending) account.beingFilled.insert(documentId);
     for (const auto& [kind, count] : counts) {
         if (isPending)
             account.assembled[documentId][kind] += count;
         else
             account.settleAssembled(kind, count, Fate::otherAnswered);
     }
+    return withAccount(std::move(account));
+}
+
+DocumentNames DocumentNames::withQueuesConsumed(const std::string& documentId) const {
+    auto account = account_;
+    account.beingFilled.erase(documentId);
     return withAccount(std::move(account));
 }
 

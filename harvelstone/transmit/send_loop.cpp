@@ -210,6 +210,7 @@ class DocumentManager::SendRun {
             // Consumed on disk before the list is stored: if this pass retires the document, the ledger counts what it
             // holds, and must not find it unread in its queues, too.
             StorageBatch().commit();
+            documetNameList->update([&](const DocumentNames& names) { return names.withQueuesConsumed(documentId_); });
         } else if (isExhausted(*document)) {
             BSDebugger::log(
                 fmt::format("DEBUG_HARVELSTONE_JSON : this document retry count is more than 3. {}", documentId_));

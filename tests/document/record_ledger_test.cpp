@@ -3,8 +3,10 @@
 #include <fstream>
 #include <functional>
 #include <string>
+#include <thread>
 
 #include "harvelstone/document/current_ledger.hpp"
+#include "harvelstone/document/document_names.hpp"
 
 #include "tests/support/FaultyFileSystem.hpp"
 #include "tests/transmit/SendingTest.hpp"
@@ -275,6 +277,31 @@ TEST_F(RecordLedgerAcrossLives, CountsOnceWhatADeletionCountedThatNeverHappened)
         machine.clock->advance(120);
         start();
         EXPECT_EQ(records("event").recorded, 1U) << "the deletion of the life before is over";
+    });
+}
+
+TEST_F(RecordLedgerAcrossLives, DoublesNothingAtAKillBehindACommitOfTheListInTheMiddleOfAPass) {
+    lifeUntilKilled([&] {
+        Machine machine(folder_.path());
+        const auto disk = std::make_shared<FaultyFileSystem>();
+        machine.setFileSystem(disk);
+        start();
+        addGoal();
+        addGoal();
+        const auto document = pendingIds().front() + ".Harvelstone";
+        disk->beforeCall = [&](std::size_t) {
+            if (!disk->calls().back().starts_with("rename ") || !disk->calls().back().ends_with(document)) return;
+            disk->beforeCall = nullptr;
+            std::thread([] { storeDocumentNames(); }).join();
+            dieHere();
+        };
+        DocumentManager::sharedInstance().sendDocument();
+    });
+    life([&] {
+        const Machine machine(folder_.path());
+        machine.clock->advance(60);
+        start();
+        EXPECT_EQ(records("goal").recorded, 2U);
     });
 }
 
