@@ -65,7 +65,9 @@ void requireText(std::string_view text, std::string_view what) {
 
 }  // namespace
 
-void Analytics::setProfile(const Dictionary& values) { ProfileManager::sharedInstance().setProfile(values); }
+void Analytics::setProfile(const Dictionary& values) {
+    ProfileManager::sharedInstance().setProfile(withNullsEmptied(values));
+}
 
 void Analytics::setConsent(bool granted) { ProfileManager::sharedInstance().setConsent(granted); }
 

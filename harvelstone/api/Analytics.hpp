@@ -98,7 +98,8 @@ class Analytics {
     /// certificate authorities, the main queue, the log sink or the platform, because those are fixed from then on;
     /// setting one of them later raises. Further calls change the other settings.
     static void configure(const AnalyticsOptions& options);
-    /// The member profile, by names such as "mbr", "memberLvl", "gender", "age", "uvp1", "userId"; null clears a value.
+    /// The member profile, by names such as "mbr", "memberLvl", "gender", "age", "uvp1", "userId"; null clears
+    /// a value: it is as on a fresh install.
     static void setProfile(const Dictionary& values);
     static void setConsent(bool granted);
 

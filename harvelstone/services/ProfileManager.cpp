@@ -67,6 +67,14 @@ std::span<const std::string_view> profileNames() {
     return names;
 }
 
+Dictionary withNullsEmptied(Dictionary profile) {
+    for (auto& [name, value] : profile) {
+        const auto* setting = findSetting(profileValues, name);
+        if (value.isNull() && setting != nullptr) value = emptyValue(setting->kind);
+    }
+    return profile;
+}
+
 ProfileManager& ProfileManager::sharedInstance() {
     static constinit platform::PerProcess<ProfileManager> instance;
     return *instance;

@@ -15,6 +15,10 @@ namespace harvelstone {
 /// case ("advId", "mbr", "memberLvl", "uvp1", "ltrvnc", ...).
 std::span<const std::string_view> profileNames();
 
+/// The profile values with each null replaced by what a fresh install has, since no document can do without: "", false
+/// or 0. Unknown names stay as they are.
+Dictionary withNullsEmptied(Dictionary profile);
+
 /// The member profile, the session-scoped values (attribution, traces, test variants), the revenue mark, and the
 /// permission to send.
 ///

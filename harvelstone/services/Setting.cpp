@@ -25,13 +25,6 @@ std::string_view wording(SettingKind kind) {
     return {};
 }
 
-/// Null for an unknown name.
-const Setting* find(std::span<const Setting> table, std::string_view name) {
-    const auto found =
-        std::find_if(table.begin(), table.end(), [&](const Setting& setting) { return setting.name == name; });
-    return found == table.end() ? nullptr : &*found;
-}
-
 }  // namespace
 
 bool fits(SettingKind kind, const Value& value) {
@@ -46,9 +39,27 @@ bool fits(SettingKind kind, const Value& value) {
     return false;
 }
 
+Value emptyValue(SettingKind kind) {
+    switch (kind) {
+        case SettingKind::textOrNumber:
+            return "";
+        case SettingKind::boolean:
+            return false;
+        case SettingKind::integer:
+            return 0;
+    }
+    return {};
+}
+
+const Setting* findSetting(std::span<const Setting> table, std::string_view name) {
+    const auto found =
+        std::find_if(table.begin(), table.end(), [&](const Setting& setting) { return setting.name == name; });
+    return found == table.end() ? nullptr : &*found;
+}
+
 void checkSettings(std::span<const Setting> table, const Dictionary& settings) {
     for (const auto& [name, value] : settings) {
-        const auto* setting = find(table, name);
+        const auto* setting = findSetting(table, name);
         if (setting == nullptr) throw InvalidArgumentException(fmt::format("there is no setting \"{}\"", name));
         if (!value.isNull() && !fits(setting->kind, value))
             throw InvalidArgumentException(fmt::format("the setting \"{}\" must be {}", name, wording(setting->kind)));

@@ -23,6 +23,12 @@ struct Setting {
 
 bool fits(SettingKind kind, const Value& value);
 
+/// "", false or 0.
+Value emptyValue(SettingKind kind);
+
+/// Null for an unknown name.
+const Setting* findSetting(std::span<const Setting> table, std::string_view name);
+
 /// Raises platform::InvalidArgumentException, naming the setting and what is wrong, unless every value stands under a
 /// name of the table and fits it.
 void checkSettings(std::span<const Setting> table, const Dictionary& settings);

@@ -219,6 +219,27 @@ TEST_F(AnalyticsTest, TheProfileReachesTheRefreshedDocument) {
     EXPECT_EQ(newestSession().at(StaticValues::PARAM_MBR()), Value("member-7"));
 }
 
+TEST_F(AnalyticsTest, AClearedProfileIsThatOfAFreshInstallInTheNextDocument) {
+    const auto fresh = newestSession();
+    Dictionary profile;
+    Dictionary nothing;
+    for (const auto name : profileNames()) {
+        profile.emplace(name, "set");
+        nothing.emplace(name, nullptr);
+    }
+    profile["advIdFlag"] = true;
+    profile["ltrvnc"] = profile["ltrvni"] = profile["udRvnc"] = 7;
+    Analytics::setProfile(profile);
+    Analytics::refreshDocument();
+    EXPECT_NE(newestSession(), fresh);
+
+    Analytics::setProfile(nothing);
+    Analytics::refreshDocument();
+
+    EXPECT_EQ(newestSession(), fresh);
+    EXPECT_EQ(refusal([] { Analytics::setProfile({{"height", nullptr}}); }), "there is no setting \"height\"");
+}
+
 TEST_F(AnalyticsTest, GoalsOfTwoThreadsAreEachRecordedOnce) {
     constexpr std::int64_t goalsOfEach = 100;
     Analytics::setProduct("P");
