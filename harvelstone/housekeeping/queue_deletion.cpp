@@ -18,16 +18,18 @@ namespace {
 
 using Deletion = DocumentAccount::Deletion;
 
-/// Says whether that changed the account.
+/// Says whether the account has to be stored before the file goes. It has where a pending document holds records of the
+/// file, too: on disk it may be the file alone that tells of them.
 bool count(const std::string& name, const Deletion& deletion) {
+    bool isPending = false;
     bool isChanged = false;
     documetNameList->update([&](const DocumentNames& names) {
         auto account = names.account();
-        const bool isPending = deletion.counts.consumed != 0 && names.contains(queueOwner(name)->documentId);
+        isPending = deletion.counts.consumed != 0 && names.contains(queueOwner(name)->documentId);
         isChanged = account.beginDeletion(name, isPending, deletion);
         return isChanged ? names.withAccount(std::move(account)) : names;
     });
-    return isChanged;
+    return isChanged || isPending;
 }
 
 void commitAccount(LaterLines& lines) {
@@ -36,11 +38,11 @@ void commitAccount(LaterLines& lines) {
 }
 
 /// The deletion has happened, or has failed. Stored with the next commit: until then a look at the file tells.
-void closeDeletion(const std::string& name, bool isDeleted) {
+void closeDeletion(const std::string& name, bool isGone) {
     if (!documetNameList->load()->account().deletions.contains(name)) return;
     documetNameList->update([&](const DocumentNames& names) {
         auto account = names.account();
-        isDeleted ? account.endDeletion(name) : account.revertDeletion(name);
+        isGone ? account.endDeletion(name) : account.revertDeletion(name);
         return names.withAccount(std::move(account));
     });
 }
@@ -54,13 +56,13 @@ bool isQueueName(std::string_view name) {
 void countBeforeDeletion(const std::vector<std::string>& names, std::string_view outcome) {
     LaterLines lines;
     const StorageBatch batch;
-    bool isChanged = false;
+    bool isToBeStored = false;
     for (const auto& name : names) {
         if (!isQueueName(name)) continue;
         if (const auto counts = QueueFile(name).count(); counts && counts->size != 0)
-            isChanged = count(name, {*counts, std::string(outcome)}) || isChanged;
+            isToBeStored = count(name, {*counts, std::string(outcome)}) || isToBeStored;
     }
-    if (isChanged) commitAccount(lines);
+    if (isToBeStored) commitAccount(lines);
 }
 
 platform::Result<void> deleteQueue(const std::string& name, std::string_view outcome) {
@@ -69,7 +71,8 @@ platform::Result<void> deleteQueue(const std::string& name, std::string_view out
     auto removed = QueueFile(name).remove([&](const QueueCounts& counts) {
         if (count(name, {counts, std::string(outcome)})) commitAccount(lines);
     });
-    closeDeletion(name, removed.ok());
+    const bool isGone = removed || isMissing(removed.error());  // another thread's pruning may have come first
+    closeDeletion(name, isGone);
     return removed;
 }
 

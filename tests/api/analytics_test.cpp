@@ -237,7 +237,7 @@ TEST_F(AnalyticsTest, AClearedProfileIsThatOfAFreshInstallInTheNextDocument) {
     Analytics::refreshDocument();
 
     EXPECT_EQ(newestSession(), fresh);
-    EXPECT_EQ(refusal([] { Analytics::setProfile({{"height", nullptr}}); }), "there is no setting \"height\"");
+    EXPECT_EQ(testing::refusal([] { Analytics::setProfile({{"height", nullptr}}); }), "there is no setting \"height\"");
 }
 
 TEST_F(AnalyticsTest, GoalsOfTwoThreadsAreEachRecordedOnce) {

@@ -1,5 +1,6 @@
 // The records' part of the ledger: what becomes of every record, over deletions, damage, restarts and kills.
 
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -215,6 +216,20 @@ TEST_F(RecordLedger, KeepsWhatAFailedDeletionLeaves) {
     EXPECT_EQ(records("event").dropped, (std::map<std::string, std::uint64_t>{{"pruned_unread", 1}}));
 }
 
+TEST_F(RecordLedger, CountsADeletionThatAnotherPruningWasQuickerWith) {
+    queue(StaticValues::EVENT_FILE_PREFIX(), {{"name", "a"}});
+    const auto file = fileOf(StaticValues::EVENT_FILE_PREFIX(), headId());
+    makeOld(file);
+    const auto disk = std::make_shared<FaultyFileSystem>();
+    platform::Platform::current().fileSystem = disk;
+    disk->beforeCall = [&](std::size_t) {
+        if (disk->calls().back() == "remove " + file) std::filesystem::remove(storageFolder() + file);
+    };
+    manager().deleteOldestJsonFile();
+    disk->beforeCall = nullptr;
+    EXPECT_EQ(records("event").dropped, (std::map<std::string, std::uint64_t>{{"pruned_unread", 1}}));
+}
+
 class RecordLedgerAcrossLives : public ::testing::Test {
   public:
     static void start() {
@@ -247,6 +262,25 @@ TEST_F(RecordLedgerAcrossLives, KnowsWhatADocumentHoldsThatAnEarlierLifeFilled) 
         DocumentManager::sharedInstance().sendDocument();
         machine.http->answer("{}");
         EXPECT_EQ(records("goal"), (Records{.recorded = 2, .assembled = 2, .pending = 0, .sent = 2, .dropped = {}}));
+    });
+}
+
+TEST_F(RecordLedgerAcrossLives, KnowsWhatADocumentHeldThatWaitedWhenItsQueueWasPruned) {
+    lifeUntilKilled([&] {
+        const Machine machine(folder_.path());
+        start();
+        addGoal();
+        addGoal();
+        DocumentManager::sharedInstance().sendDocument();
+        machine.setFileAge("goal_" + pendingIds().front() + ".Harvelstone", 5 * 60 * 60);
+        DocumentManager::sharedInstance().deleteOldestJsonFile();
+        dieHere();  // before the answer, and before the list was stored for its sake
+    });
+    life([&] {
+        const Machine machine(folder_.path());
+        machine.clock->advance(60);
+        start();
+        EXPECT_EQ(records("goal").pending, 2U);
     });
 }
 

@@ -189,8 +189,9 @@ std::optional<DiskFault> Life::onDiskCall(const DiskCall& call) {
     const bool endsEarly = plan_.endAtCall > 0;
     if (endsEarly && (isTorn_ || calls_ >= plan_.endAtCall)) {
         if (isTorn_ || call.name != "append" || faultRandom_.chance(0.5)) end(plan_.end);
-        isTorn_ = true;  // it dies in the middle of the write
-        return DiskFault{.error = std::make_error_code(std::errc::io_error), .bytesWritten = faultRandom_.below(200)};
+        isTorn_ = true;  // it dies in the middle of the write, with a byte to take back: nobody hears of it before
+        return DiskFault{.error = std::make_error_code(std::errc::io_error),
+                         .bytesWritten = faultRandom_.between(1, 200)};
     }
     return drawnFault(call);
 }

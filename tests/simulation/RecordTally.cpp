@@ -62,6 +62,12 @@ DocumentNames namesOn(const DiskImage& disk) {
     return documentNamesIn(mapOn(disk, StaticValues::DOCUMENT_DB_NAME()).value_or(Dictionary()));
 }
 
+std::string wording(const Ledger::Records& counted) {
+    auto text = fmt::format("sent {}, pending {}, damaged {}", counted.sent, counted.pending, counted.damaged);
+    for (const auto& [reason, count] : counted.dropped) text += fmt::format(", {} {}", reason, count);
+    return text;
+}
+
 /// Whether the account tells what of the queue went into its document, or what became of all that did.
 bool isTold(const DocumentNames& names, const std::string& file) {
     const auto owner = queueOwner(storedName(file));
@@ -97,8 +103,8 @@ std::vector<std::string> RecordTally::violationsAfter(const Facts& life, const D
         if (hasEverFailed_) most += counted.damaged;
         if (counted.recorded < least || counted.recorded > most)
             violations.push_back(
-                fmt::format("after life {} the ledger counts {} records of {}; from {} to {} there are", life_,
-                            counted.recorded, queue, least, most));
+                fmt::format("after life {} the ledger counts {} records of {}; from {} to {} there are ({})", life_,
+                            counted.recorded, queue, least, most, wording(counted)));
     }
     return violations;
 }
@@ -109,6 +115,7 @@ void RecordTally::beginLife() {
     for (auto& entry : records_) entry.second.metFailure = false;
     deleted_.clear();
     failedCalls_.clear();
+    retired_.clear();
     hasLostPower_ = false;
 }
 
@@ -143,6 +150,9 @@ void RecordTally::take(const Fact& fact) {
             break;
         case What::removed:
             takeRemoval(fact.text);
+            break;
+        case What::retired:
+            retired_.insert(fact.id);
             break;
         case What::uploaded:
             add(inDocuments_, *independentlyParsed(fact.text)->dictionary());
@@ -199,6 +209,9 @@ void RecordTally::noteUncounted(const DiskImage& disk) {
         if (!isHeadless && !emptied_.contains(file)) continue;
         if (!isTold(names, file)) uncounted_.insert(numbers.begin(), numbers.end());
     }
+    for (const auto& [file, numbers] : held_)
+        if (retired_.contains(queueNameOf(file)->document) && hasFailedOn(file))
+            uncounted_.insert(numbers.begin(), numbers.end());
     for (const auto& [file, numbers] : deleted_)
         if (hasFailedOn(file) || hasFailedOn(StaticValues::DOCUMENT_DB_NAME()))
             uncounted_.insert(numbers.begin(), numbers.end());
@@ -217,8 +230,12 @@ void RecordTally::noteExtra(const DiskImage& disk) {
         const auto queue = queueNameOf(file);
         if (!queue) continue;
         const bool isBack = removedFiles_.contains(file);
-        for (const auto number : isBack ? numbersIn(content.content) : unreadNumbersIn(content.content))
-            if (isBack || inDocuments_.contains(number)) ++extra_[queue->prefix];
+        const auto numbers = isBack ? numbersIn(content.content) : unreadNumbersIn(content.content);
+        // With one that a document carries go those that were merged into it, or passed over for it.
+        const bool wasTaken = cut_.contains(file) || std::any_of(numbers.begin(), numbers.end(), [&](auto number) {
+                                  return inDocuments_.contains(number);
+                              });
+        if (isBack || wasTaken) extra_[queue->prefix] += numbers.size();
     }
 }
 

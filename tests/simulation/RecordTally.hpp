@@ -52,7 +52,8 @@ class RecordTally {
     // Less than the host has recorded: acknowledged while the disk failed, and never written before the process ended.
     Numbers lost_;
     // Less, too: the process ended between the cut that empties a file and the header that tells from then on what was
-    // in it. Or the disk failed: the file was deleted, and could not be read before, or no commit took what it told.
+    // in it. Or the disk failed: the file was deleted, or its document retired, and it could not be read before, or no
+    // commit took what it told.
     Numbers uncounted_;
     // More than the host has recorded. A loss of power brings back a file that was emptied or deleted, and counted. Or
     // the disk takes the document, or its end, and does not take the consumption of its queues.
@@ -63,6 +64,7 @@ class RecordTally {
     std::map<std::string, Numbers> cut_;      // what each emptied file held then
     std::map<std::string, Numbers> deleted_;
     std::set<std::string> failedCalls_;
+    std::set<std::string> retired_;  // documents
     bool hasLostPower_ = false;
     bool hasEverFailed_ = false;
     std::size_t life_ = 0;
