@@ -56,7 +56,8 @@ class RecordTally {
     // commit took what it told.
     Numbers uncounted_;
     // More than the host has recorded. A loss of power brings back a file that was emptied or deleted, and counted. Or
-    // the disk takes the document, or its end, and does not take the consumption of its queues.
+    // the disk takes the document, or its end, and does not take the consumption of its queues before the process ends
+    // or, of a file without a header, before that is deleted.
     std::map<std::string, std::uint64_t> extra_;
 
     // In the life at hand.
