@@ -38,6 +38,16 @@ void SendingApp::addRecords(RecordKind kind, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) queue.add(sampleRecord(i));
 }
 
+std::string SendingApp::prepareFilledVisit() {
+    forgetDocuments();
+    auto documentId = newVisit();
+    addRecords(RecordKind::page, 60);
+    addRecords(RecordKind::click, 20);
+    addRecords(RecordKind::goal, 10);
+    addRecords(RecordKind::revenue, 10);
+    return documentId;
+}
+
 void SendingApp::pass(SyncPolicy policy) {
     Platform::current().syncPolicy = policy;
     manager_.sendDocument();

@@ -23,6 +23,8 @@ class SendingApp {
     void forgetDocuments();
     /// Into the newest document's queue.
     void addRecords(RecordKind kind, std::size_t count);
+    /// One pending document, with 100 records in four queues. Gives its id.
+    std::string prepareFilledVisit();
 
     /// A pass under that policy.
     void pass(platform::SyncPolicy policy);

@@ -21,22 +21,11 @@ namespace {
 
 using platform::SyncPolicy;
 
-/// One pending document with 100 records. Gives its id.
-std::string prepare(SendingApp& app) {
-    app.forgetDocuments();
-    auto documentId = app.newVisit();
-    app.addRecords(RecordKind::page, 60);
-    app.addRecords(RecordKind::click, 20);
-    app.addRecords(RecordKind::goal, 10);
-    app.addRecords(RecordKind::revenue, 10);
-    return documentId;
-}
-
 Outcome byLibrary(const std::string& folder, std::size_t times) {
     const auto client = std::make_shared<QuietHttpClient>();
     SendingApp app(folder, platformWith(client));
     return timedEach(
-        times, [&] { prepare(app); },
+        times, [&] { app.prepareFilledVisit(); },
         [&] {
             app.pass(SyncPolicy::powerLoss);
             client->requireRequest();
@@ -46,7 +35,7 @@ Outcome byLibrary(const std::string& folder, std::size_t times) {
 std::string sentDocument(const std::string& folder) {
     const auto client = std::make_shared<QuietHttpClient>();
     SendingApp app(folder, platformWith(client));
-    const auto documentId = prepare(app);
+    const auto documentId = app.prepareFilledVisit();
     app.pass(SyncPolicy::processExit);
     client->requireRequest();
     return readFile(storedFilePath(documentId));
