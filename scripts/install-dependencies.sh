@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the named groups need (all groups without an argument), as root or through sudo.
 # Quiet and quick when everything is there.
-#   scripts/install-dependencies.sh [build|test|lint|check|docs|install|coverage|bench|fuzz]...
+#   scripts/install-dependencies.sh [build|test|lint|check|docs|page|install|coverage|bench|fuzz]...
 set -euo pipefail
 
 declare -A packages_of=(
@@ -16,6 +16,8 @@ declare -A packages_of=(
     [lint]="clang clang-format clang-tidy"
     [check]="python3 git"
     [docs]="doxygen"
+    # The inspector's page is built with npm and tried in a browser.
+    [page]="nodejs npm chromium"
     # dpkg-dev: what the Debian packages depend on. clang, libc++-dev: the second compiler and library of the installed headers.
     [install]="clang libc++-dev dpkg-dev"
     [coverage]="gcovr"
@@ -46,6 +48,8 @@ fi
 missing=()
 installed=$(dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "${wanted[@]}" 2>/dev/null || true)
 for package in "${wanted[@]}"; do
+    # A Node.js from elsewhere brings its own npm, which Debian's package would take away.
+    [ "$package" != npm ] || ! command -v npm >/dev/null || continue
     grep -qxF "installed $package" <<<"$installed" || missing+=("$package")
 done
 [ ${#missing[@]} -gt 0 ] || exit 0

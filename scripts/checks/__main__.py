@@ -9,10 +9,11 @@ import contents
 import dependencies
 import guarantees
 import links
+import page
 import selector_table
 import wording
 
-CHECKS = [boundaries, contents, selector_table, wording, links, guarantees, code_blocks, dependencies]
+CHECKS = [boundaries, contents, selector_table, wording, links, page, guarantees, code_blocks, dependencies]
 
 
 def main():

@@ -15,6 +15,7 @@ import contents  # noqa: E402
 import dependencies  # noqa: E402
 import guarantees  # noqa: E402
 import links  # noqa: E402
+import page  # noqa: E402
 import selector_table  # noqa: E402
 import wording  # noqa: E402
 
@@ -392,6 +393,31 @@ class DependenciesTest(TreeTest):
     def test_a_missing_file_is_found(self):
         self.write(dependencies.PACKAGES, "")
         self.assertEqual(dependencies.check(self.root), ["vcpkg.json is missing", "conanfile.py is missing"])
+
+
+class PageTest(TreeTest):
+    def setUp(self):
+        super().setUp()
+        self.write("tools/page/src/main.tsx", "render()")
+        self.write("docs/upload.schema.json", "{}")
+        self.build()
+
+    def build(self):
+        self.write("tools/page/inspector.html", f'<meta name="sources" content="{page.digest(self.root)}">')
+
+    def test_a_page_of_these_sources_is_fine(self):
+        self.assertEqual(page.check(self.root), [])
+
+    def test_a_page_of_other_sources_is_found(self):
+        for name in ("tools/page/src/main.tsx", "tools/page/src/more.css", "docs/upload.schema.json", "tools/page/package-lock.json"):
+            with self.subTest(name=name):
+                self.write(name, '{"other": 1}')
+                self.assertEqual(len(page.check(self.root)), 1)
+                self.build()
+
+    def test_a_missing_page_is_found(self):
+        (self.root / "tools/page/inspector.html").unlink()
+        self.assertEqual(len(page.check(self.root)), 1)
 
 
 class CommandTest(TreeTest):

@@ -2,8 +2,8 @@
 // hashes in the page's content security policy, so nothing is fetched and nothing else can run.
 
 import { createHash } from "node:crypto";
-import { readFileSync, writeFileSync } from "node:fs";
-import { dirname, join } from "node:path";
+import { readdirSync, readFileSync, writeFileSync } from "node:fs";
+import { dirname, join, relative } from "node:path";
 import { fileURLToPath } from "node:url";
 
 import Ajv2020 from "ajv/dist/2020.js";
@@ -65,6 +65,15 @@ function licences() {
     });
 }
 
+/** Of everything that the page is built from, so that a stale page is seen without building it: scripts/checks/page.py. */
+function sourcesDigest() {
+    const sources = readdirSync(join(here, "src")).map((name) => join(here, "src", name));
+    const files = [join(here, "build.mjs"), join(here, "package-lock.json"), schemaFile, ...sources];
+    const sha256 = (content) => createHash("sha256").update(content).digest("hex");
+    const named = files.map((file) => [relative(join(here, "../.."), file), file]).sort(([one], [other]) => (one < other ? -1 : 1));
+    return sha256(named.map(([name, file]) => `${name} ${sha256(readFileSync(file))}\n`).join(""));
+}
+
 const source = (text) => `'sha256-${createHash("sha256").update(text).digest("base64")}'`;
 
 const script = await bundled("main.tsx");
@@ -81,6 +90,6 @@ const policy = [
 ].join("; ");
 const notices = licences().join("\n\n----\n\n");
 if (notices.includes("-->")) throw new Error("a licence ends its comment");
-const places = { POLICY: policy, STYLE: style, SCRIPT: script, LICENCES: notices };
+const places = { POLICY: policy, STYLE: style, SCRIPT: script, LICENCES: notices, SOURCES: sourcesDigest() };
 const page = readFileSync(join(here, "src/page.html"), "utf8").replace(/\{\{(\w+)\}\}/g, (_, name) => places[name]);
 writeFileSync(process.argv[2], page);

@@ -4,7 +4,7 @@ import { useEffect, useMemo, useRef, useState } from "preact/hooks";
 
 import { Chart } from "./chart.tsx";
 import { clearExchanges, Collector, type Knowledge } from "./collector.ts";
-import { Detail } from "./detail.tsx";
+import { Detail, firstView } from "./detail.tsx";
 import { documentLines, download } from "./export.ts";
 import { FilterBar, isFiltering, noFilter, passes } from "./filter.tsx";
 import { bytesText, countText } from "./format.ts";
@@ -61,6 +61,7 @@ export function CollectorPage() {
     const [knowledge, setKnowledge] = useState<Knowledge>({ isConnected: false, exchanges: [], total: 0, misbehaviour: null });
     const [filter, setFilter] = useState(noFilter);
     const [selected, setSelected] = useState<number | null>(null);
+    const [view, setView] = useState(firstView);
     const search = useRef<HTMLInputElement>(null);
     const list = useRef<HTMLUListElement>(null);
 
@@ -112,7 +113,7 @@ export function CollectorPage() {
                             </p>
                             {shown.length === 0 ? <p class="pending">Nothing passes the filter.</p> : <UploadList uploads={shown} selected={selected} onSelect={setSelected} list={list} />}
                         </section>
-                        <div class="card">{chosen && <Detail examined={chosen} key={chosen.exchange.number} />}</div>
+                        <div class="card">{chosen && <Detail examined={chosen} view={view} onView={setView} key={chosen.exchange.number} />}</div>
                     </div>
                 )}
             </main>

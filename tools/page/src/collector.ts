@@ -74,7 +74,8 @@ export class Collector {
 /** Asks for something; raises an error with the collector's own words when it refuses. */
 async function ask(method: string, path: string, body?: unknown): Promise<void> {
     const answer = await fetch(path, { method, body: body === undefined ? undefined : JSON.stringify(body) });
-    if (!answer.ok) throw new Error((await answer.text()).trim() || `status ${answer.status}`);
+    const text = await answer.text();
+    if (!answer.ok) throw new Error(text.trim() || `status ${answer.status}`);
 }
 
 export interface Wish {

@@ -45,8 +45,18 @@ function ProblemList({ problems, onShow }: { problems: Problem[]; onShow: (path:
     );
 }
 
-function DocumentView({ document, problems }: { document: Json; problems: Problem[] }) {
-    const [hidesEmpty, setHidesEmpty] = useState(true);
+/** How uploads are looked at; it stays when another one is chosen. */
+export interface View {
+    tab: string;
+    hidesEmpty: boolean;
+}
+
+export const firstView: View = { tab: "document", hidesEmpty: true };
+
+type ViewProps = { view: View; onView: (view: View) => void };
+
+function DocumentView({ document, problems, view, onView }: { document: Json; problems: Problem[] } & ViewProps) {
+    const { hidesEmpty } = view;
     const context: TreeContext = { problems, meaningOf, hidesEmpty };
     if (!isObject(document)) return <Members value={document} path="" context={context} />;
     const present = sectionOrder.filter((name) => name in document);
@@ -57,7 +67,7 @@ function DocumentView({ document, problems }: { document: Json; problems: Proble
     return (
         <>
             <label class="check">
-                <input type="checkbox" checked={hidesEmpty} onChange={() => setHidesEmpty(!hidesEmpty)} /> hide empty values
+                <input type="checkbox" checked={hidesEmpty} onChange={() => onView({ ...view, hidesEmpty: !hidesEmpty })} /> hide empty values
             </label>
             <div class="tree">
                 {(Object.keys(others).length > 0 || topProblems.length > 0) && <Members value={others} path="" context={{ ...context, problems: topProblems }} />}
@@ -97,8 +107,8 @@ function goTo(path: string) {
     place.focus({ preventScroll: true });
 }
 
-export function Detail({ examined }: { examined: Examined }) {
-    const [tab, setTab] = useState("document");
+export function Detail({ examined, view, onView }: { examined: Examined } & ViewProps) {
+    const setTab = (tab: string) => onView({ ...view, tab });
     const { exchange, document, problems } = examined;
     const show = (path: string) => {
         setTab("document");
@@ -113,7 +123,7 @@ export function Detail({ examined }: { examined: Examined }) {
                 document === undefined ? (
                     <p class="pending">{exchange.refusal === null ? "The document is too long to be kept here." : "There is none: the body did not decode. The request tells more."}</p>
                 ) : (
-                    <DocumentView document={document} problems={problems} />
+                    <DocumentView document={document} problems={problems} view={view} onView={onView} />
                 ),
         },
         { id: "request", label: "Request", content: () => <RequestView exchange={exchange} /> },
@@ -129,7 +139,7 @@ export function Detail({ examined }: { examined: Examined }) {
                 <span class="number">#{exchange.number}</span> {examined.title} <small>{timeOfDay(exchange.arrivedText)}</small>
             </h2>
             <ProblemList problems={problems} onShow={show} />
-            <Tabs label="Views of the upload" tabs={tabs} current={tab} onChange={setTab} />
+            <Tabs label="Views of the upload" tabs={tabs} current={view.tab} onChange={setTab} />
         </section>
     );
 }

@@ -21,7 +21,7 @@ function noteOn(path: string, value: Json): string | undefined {
     const number = value instanceof NumberText ? value.value : value;
     if (typeof number !== "number" || number <= 0) return undefined;
     if (/_millis$/.test(key)) return momentText(number / 1000);
-    return /_time$/.test(key) && number > 1e8 && number < 1e11 ? momentText(number) : undefined;
+    return /(^|_)time(_|$)/.test(key) && number > 1e8 && number < 1e11 ? momentText(number) : undefined;
 }
 
 export function Scalar({ value }: { value: Json }) {

@@ -1,0 +1,69 @@
+// The page that `harvelstone inspect --html` writes, opened from its file.
+
+import assert from "node:assert/strict";
+import { appendFileSync, readdirSync, writeFileSync } from "node:fs";
+import { join } from "node:path";
+import { test } from "node:test";
+import { pathToFileURL } from "node:url";
+
+import { openPage, run, showsTexts, temporaryFolder } from "./stage.mjs";
+
+const hostile = "</script><img src=x onerror=alert(1)>";
+
+/** The storage folder of an app that had no network. */
+function storageOf(folder) {
+    const steps = [
+        { do: "installReferrerSet", on: true },
+        { do: "network", connected: false },
+        { do: "startSession" },
+        { do: "page", record: { PARAM_NAME: "cart" } },
+        { do: "click", record: { n: 1, text: hostile } },
+        { do: "newVisit" },
+        { do: "startSession" },
+    ];
+    const scenario = join(folder, "scenario.jsonl");
+    writeFileSync(scenario, steps.map((step) => JSON.stringify(step)).join("\n"));
+    const played = run("replay", scenario, "--target", "http://127.0.0.1:9/", "--documents", join(folder, "app"));
+    assert.equal(played.status, 0, played.stderr);
+    return join(folder, "app", "harvelstone");
+}
+
+async function pageOf(storage, file) {
+    const written = run("inspect", storage, "--html", file);
+    assert.equal(written.status, 0, written.stderr);
+    return openPage(pathToFileURL(file).href);
+}
+
+test("a storage folder is one page with documents, queues and ledger", async () => {
+    const folder = temporaryFolder();
+    const storage = storageOf(folder);
+    const page = await pageOf(storage, join(folder, "page.html"));
+    assert.equal(await page.locator(".folder code").innerText(), storage);
+    await page.getByText("No damage: every file could be read.").waitFor();
+    await showsTexts(page.locator(".document > summary"), ["pending, 1 of 2", "pending, 2 of 2"]);
+    const first = page.locator(".document").first();
+    assert.match(await first.locator("> summary").innerText(), /2 records not yet in it/);
+    await first.locator('.branch[data-path^="/queue/click"] > summary').first().click();
+    assert.ok((await first.innerText()).includes(hostile));
+    await first.locator('[data-path="/session"] > summary').click();
+    assert.match(await first.locator('[data-path="/session/visit_new"]').innerText(), /"Y"/);
+    await showsTexts(page.locator(".ledger tbody th"), ["click", "page"]);
+    assert.equal(await page.locator("#app img").count(), 0);
+});
+
+test("damage comes first", async () => {
+    const folder = temporaryFolder();
+    const storage = storageOf(folder);
+    const queue = readdirSync(storage).find((name) => name.startsWith("click_"));
+    appendFileSync(join(storage, queue), "no record at all, but long enough to be seen as one");
+    const page = await pageOf(storage, join(folder, "page.html"));
+    await page.getByRole("heading", { name: "Damaged (1)" }).waitFor();
+    assert.match(await page.locator(".problems").innerText(), /bytes that are no record/);
+    assert.ok((await page.locator(".problems").innerText()).includes(queue));
+});
+
+test("an empty folder is a page too", async () => {
+    const folder = temporaryFolder();
+    const page = await pageOf(folder, join(folder, "page.html"));
+    await page.getByText("There is none.").waitFor();
+});

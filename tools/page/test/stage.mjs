@@ -1,0 +1,137 @@
+// What the tests of the page share: a running collector, uploads to it, and a browser that sees the page.
+
+import { spawn, spawnSync } from "node:child_process";
+import assert from "node:assert/strict";
+import { mkdtempSync, readFileSync, rmSync } from "node:fs";
+import http from "node:http";
+import { tmpdir } from "node:os";
+import { dirname, join } from "node:path";
+import { createInterface } from "node:readline";
+import { after, afterEach } from "node:test";
+import { fileURLToPath } from "node:url";
+import { isDeepStrictEqual } from "node:util";
+import { gunzipSync, gzipSync } from "node:zlib";
+
+import { chromium } from "playwright-core";
+
+const here = dirname(fileURLToPath(import.meta.url));
+const command = process.env.HARVELSTONE_COMMAND;
+export const timeLimit = 60_000;
+
+// ---- Documents ----
+
+const protocol = readFileSync(join(here, "../../../docs/protocol.md"), "utf8");
+const complete = JSON.parse(/## A complete document[^]*?```json\n([^]*?)```/.exec(protocol)[1]);
+
+/** The complete document of the protocol's page, changed by the caller. */
+export function documentWith(change = () => {}) {
+    const document = structuredClone(complete);
+    change(document);
+    return document;
+}
+
+/** A body as an app makes it, with the sizes of its layers. */
+export function encoded(document) {
+    const json = typeof document === "string" ? document : JSON.stringify(document);
+    const text = encodeURIComponent(json).replace(/[!'()*]/g, (each) => `%${each.charCodeAt(0).toString(16).toUpperCase()}`);
+    const body = gzipSync(text);
+    assert.equal(gunzipSync(body).length, text.length);
+    return { body, sizes: { gzip: body.length, encoded: text.length, json: Buffer.byteLength(json) } };
+}
+
+// ---- The command ----
+
+export const run = (...options) => spawnSync(command, options, { encoding: "utf8", timeout: timeLimit });
+
+const cleanUps = [];
+afterEach(async () => {
+    while (cleanUps.length > 0) await cleanUps.pop()();
+});
+
+export function temporaryFolder() {
+    const folder = mkdtempSync(join(tmpdir(), "harvelstone-page-"));
+    cleanUps.push(() => rmSync(folder, { recursive: true }));
+    return folder;
+}
+
+export async function startCollector(...options) {
+    const child = spawn(command, ["collect", ...options], { stdio: ["ignore", "pipe", "ignore"] });
+    const lines = createInterface({ input: child.stdout });
+    const [first] = await Promise.race([new Promise((resolve) => lines.once("line", (line) => resolve([line]))), new Promise((resolve) => child.once("exit", () => resolve([""])))]);
+    const url = /^listening on (http:\S+)$/.exec(first)?.[1];
+    assert.ok(url, "the collector did not start");
+    const stop = () =>
+        new Promise((resolve) => {
+            if (child.exitCode !== null || child.signalCode !== null) return resolve();
+            child.once("exit", resolve);
+            child.kill();
+        });
+    cleanUps.push(stop);
+    return { url, port: Number(new URL(url).port), stop };
+}
+
+/** Uploads a body; the status of the answer, or "closed". */
+export function upload(collector, body, { path = "/upload", headers = {} } = {}) {
+    return new Promise((resolve) => {
+        const request = http.request(collector.url + path, { method: "POST", agent: false, headers: { "Content-Encoding": "gzip", "Content-Length": body.length, ...headers } }, (response) => {
+            response.resume();
+            response.on("end", () => resolve(response.statusCode));
+        });
+        request.on("error", () => resolve("closed"));
+        request.end(body);
+    });
+}
+
+export const uploadDocument = (collector, document, options) => upload(collector, encoded(document).body, options);
+
+// ---- The browser ----
+
+let browser;
+after(() => browser?.close());
+
+/** A page at the address. At the end of the test it must have asked nobody else for anything, and met no error but those expected. */
+export async function openPage(url, expected = /ERR_CONNECTION_REFUSED|ERR_INCOMPLETE_CHUNKED/) {
+    browser ??= await chromium.launch({ executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium", args: ["--no-sandbox", "--disable-dev-shm-usage"] });
+    const context = await browser.newContext({ viewport: { width: 1440, height: 900 }, colorScheme: "light" });
+    const page = await context.newPage();
+    page.setDefaultTimeout(timeLimit);
+    const own = new URL(url);
+    const strayed = [];
+    const errors = [];
+    page.on("request", (request) => {
+        const { protocol: scheme, host } = new URL(request.url());
+        const isOwn = scheme === own.protocol && host === own.host;
+        if (!isOwn && scheme !== "data:" && scheme !== "blob:" && !expected.test(request.url())) strayed.push(request.url());
+    });
+    page.on("pageerror", (error) => errors.push(error.message));
+    page.on("dialog", (dialog) => {
+        errors.push(`a dialog: ${dialog.message()}`);
+        void dialog.dismiss();
+    });
+    page.on("console", (message) => {
+        // That a collector has gone is no error of the page.
+        if (message.type() === "error" && !expected.test(message.text())) errors.push(message.text());
+    });
+    cleanUps.push(async () => {
+        await context.close();
+        assert.deepEqual({ strayed, errors }, { strayed: [], errors: [] });
+    });
+    await page.goto(url);
+    return page;
+}
+
+/** Waits until what is asked for is as expected. */
+export async function becomes(ask, expected, isAsExpected = isDeepStrictEqual) {
+    const deadline = Date.now() + timeLimit;
+    let seen = await ask();
+    while (!isAsExpected(seen, expected) && Date.now() < deadline) {
+        await new Promise((resolve) => setTimeout(resolve, 20));
+        seen = await ask();
+    }
+    if (!isAsExpected(seen, expected)) assert.deepEqual(seen, expected);
+}
+
+const isIn = (seen, expected) => seen.length === expected.length && seen.every((text, index) => text.includes(expected[index]));
+
+/** Waits until there are as many elements as texts, each with its text inside. */
+export const showsTexts = (locator, texts) => becomes(() => locator.allInnerTexts(), texts, isIn);
