@@ -14,7 +14,8 @@ const recordDefinitions: Record<string, string> = { goal: "goal", pages: "page",
 function meaningIn(name: string, key: string): string | undefined {
     const definition = definitions[name];
     const property = definition?.properties?.[key] as Schema | true | undefined;
-    if (property && property !== true && property.description) return property.description;
+    // "likewise" only says something below the line before.
+    if (property && property !== true && property.description !== "likewise" && property.description) return property.description;
     const base = definition?.$ref?.replace("#/$defs/", "");
     return base ? meaningIn(base, key) : undefined;
 }
