@@ -225,9 +225,11 @@ bool RecordTally::hasFailedOn(const std::string& name) const {
 
 void RecordTally::noteExtra(const DiskImage& disk) {
     if (failedCalls_.empty() && !hasLostPower_) return;
-    // With one that a document carries go those that were merged into it, or passed over for it.
-    const auto areInDocument = [&](const auto& numbers) {
-        return std::any_of(numbers.begin(), numbers.end(), [&](auto number) { return inDocuments_.contains(number); });
+    // With one that a document carries go those that were merged into it, or passed over for it. It carries none that
+    // the host's own push data took the place of; so any failure on the file has to do.
+    const auto mayBeInDocument = [&](const std::string& file, const auto& numbers) {
+        return hasFailedOn(file) ||
+               std::any_of(numbers.begin(), numbers.end(), [&](auto number) { return inDocuments_.contains(number); });
     };
     for (const auto& [path, content] : disk.files) {
         const auto file = fileNameOf(path);
@@ -235,10 +237,10 @@ void RecordTally::noteExtra(const DiskImage& disk) {
         if (!queue) continue;
         const bool isBack = removedFiles_.contains(file);
         const auto numbers = isBack ? numbersIn(content.content) : unreadNumbersIn(content.content);
-        if (isBack || cut_.contains(file) || areInDocument(numbers)) extra_[queue->prefix] += numbers.size();
+        if (isBack || cut_.contains(file) || mayBeInDocument(file, numbers)) extra_[queue->prefix] += numbers.size();
     }
     for (const auto& [file, numbers] : deleted_)
-        if (hasFailedOn(file) && areInDocument(numbers)) extra_[queueNameOf(file)->prefix] += numbers.size();
+        if (hasFailedOn(file)) extra_[queueNameOf(file)->prefix] += numbers.size();
 }
 
 }  // namespace harvelstone::testing
