@@ -21,6 +21,7 @@
 #include "harvelstone/platform/OpenSockets.hpp"
 #include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/http_url.hpp"
+#include "harvelstone/platform/tls_through_exit.hpp"
 
 namespace harvelstone::platform {
 namespace {
@@ -39,6 +40,7 @@ CURLcode initialized() {
     static constinit std::optional<CURLcode> result;
     const std::lock_guard lock(heldAcrossFork());
     if (!result) {
+        keepTlsThroughExit();
         result = curl_global_init(CURL_GLOBAL_DEFAULT);
         ExitGuard::watchForExit();
     }

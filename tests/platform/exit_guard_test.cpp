@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <future>
 #include <gtest/gtest.h>
+#include <openssl/crypto.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <thread>
@@ -124,6 +125,20 @@ TEST(GuardedWork, IsWatchedOverFromTheFirstClientOn) {
         beginExit();
     };
     EXPECT_EQ(exitCodeOf(exitWithClient), wokenUp);
+}
+
+/// A worker deep inside TLS may not park in time.
+TEST(TlsLibrary, IsStillThereAtTheVeryEndOfTheExit) {
+    constexpr int tlsIsThere = 3;
+    const auto exitWithClient = [] {
+        std::atexit([] {
+            if (OPENSSL_init_crypto(0, nullptr) == 1) _exit(tlsIsThere);
+        });
+        auto* client = new platform::CurlHttpClient;
+        EXPECT_NE(client, nullptr);
+        beginExit();
+    };
+    EXPECT_EQ(exitCodeOf(exitWithClient), tlsIsThere);
 }
 
 /// Starts an upload in this process and gives control back while the server leaves it without an answer.
