@@ -143,7 +143,7 @@ void RecordTally::take(const Fact& fact) {
             held_[fact.text].erase(fact.number);
             break;
         case What::emptied:
-            cut_[fact.text] = emptied_[fact.text] = held_[fact.text];
+            takeEmptied(fact.text);
             break;
         case What::headed:
             takeHeader(fact.text, static_cast<std::size_t>(fact.number));
@@ -169,6 +169,12 @@ void RecordTally::takeWritten(const Fact& fact) {
     records_[fact.number].stands = true;
     held_[fact.text].insert(fact.number);
     removedFiles_.erase(fact.text);
+}
+
+void RecordTally::takeEmptied(const std::string& file) {
+    const auto& numbers = held_[file];
+    cut_[file] = emptied_[file] = numbers;
+    if (retired_.contains(queueNameOf(file)->document)) uncounted_.insert(numbers.begin(), numbers.end());
 }
 
 void RecordTally::takeHeader(const std::string& file, std::size_t records) {

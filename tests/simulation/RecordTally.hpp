@@ -36,6 +36,7 @@ class RecordTally {
     void beginLife();
     void take(const Fact& fact);
     void takeWritten(const Fact& fact);
+    void takeEmptied(const std::string& file);
     void takeHeader(const std::string& file, std::size_t records);
     void takeRemoval(const std::string& file);
     void noteWhatTheEndCost(const DiskImage& disk);
@@ -52,8 +53,9 @@ class RecordTally {
     // Less than the host has recorded: acknowledged while the disk failed, and never written before the process ended.
     Numbers lost_;
     // Less, too: the process ended between the cut that empties a file and the header that tells from then on what was
-    // in it. Or the disk failed: the file was deleted, or its document retired, and it could not be read before, or no
-    // commit took what it told.
+    // in it; or before the next commit, where an answer had retired the document that was being filled. Or the disk
+    // failed: the file was deleted, or its document retired, and it could not be read before, or no commit took what it
+    // told.
     Numbers uncounted_;
     // More than the host has recorded. A loss of power brings back a file that was emptied or deleted, and counted. Or
     // the disk takes the document, or its end, and does not take the consumption of its queues before the process ends
