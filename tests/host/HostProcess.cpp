@@ -22,7 +22,8 @@ namespace {
 using std::chrono::microseconds;
 using std::chrono::steady_clock;
 
-constexpr int patienceMilliseconds = 30'000;
+// A disk that is busy with the output of a compiler lets a recording host wait for a fifth of a second at each sync.
+constexpr std::chrono::milliseconds patience = std::chrono::seconds(60);
 
 /// What the sanitizers do of their own accord at the end of a process, or in a child, is not the host's: the search for
 /// leaks takes its time, the thread sanitizer sleeps a second, and ends a child that makes a thread.
@@ -64,7 +65,7 @@ std::string textOf(const std::filesystem::path& file) {
 }  // namespace
 
 bool becomesTrue(const std::function<bool()>& condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    const auto end = std::chrono::steady_clock::now() + patience;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));  // leaves the processor to the host under test
@@ -106,7 +107,7 @@ std::string HostProcess::nextLine() {
             return line;
         }
         pollfd output{.fd = fromProcess_, .events = POLLIN, .revents = 0};
-        if (poll(&output, 1, patienceMilliseconds) <= 0) return "";
+        if (poll(&output, 1, static_cast<int>(patience.count())) <= 0) return "";
         std::array<char, 256> buffer{};
         const auto count = read(fromProcess_, buffer.data(), buffer.size());
         if (count <= 0) return "";
