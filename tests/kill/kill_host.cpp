@@ -19,6 +19,7 @@
 #include "harvelstone/api/Analytics.hpp"
 #include "harvelstone/document/DocumentManager.hpp"
 #include "harvelstone/document/OutstandingWork.hpp"
+#include "harvelstone/document/document_names.hpp"
 #include "harvelstone/services/StaticValues.hpp"
 #include "harvelstone/services/TinyMap.hpp"
 
@@ -71,11 +72,16 @@ std::string newest() {
     }
 }
 
+/// Whether a pass that an answer has begun may be filling the newest document just now: it may have emptied a queue
+/// before the record got there. A pass fills the oldest document.
+bool mayBeBeingFilled() { return isSending() && documetNameList->load()->size() == 1; }
+
 void record(const std::string& queue, const Recorder& recorder, std::int64_t number) {
     const auto before = newest();
     recorder(number);
+    const bool isFilledLater = !mayBeBeingFilled();
     const auto document = newest();
-    const bool isDue = !document.empty() && document == before &&
+    const bool isDue = isFilledLater && !document.empty() && document == before &&
                        !TinyMap::sharedInstance().get(document)->has(StaticValues::RETRY_COUNT());
     say(fmt::format("{} {} {} {}\n", number, queue, document.empty() ? "-" : document, isDue ? "due" : "late"));
 }
