@@ -28,7 +28,11 @@ void add(std::set<std::int64_t>& numbers, const Dictionary& document) {
     for (const auto& [queue, inSection] : numbersOf(document)) numbers.insert(inSection.begin(), inSection.end());
 }
 
-bool hasHeader(const std::string& content) { return queue_format::readHeader(content).has_value(); }
+/// 0 without a header, or with that of before the file was emptied.
+std::size_t recordsInHeader(const std::string& content) {
+    const auto header = queue_format::readHeader(content);
+    return header ? header->records : 0;
+}
 
 QueueContents queueIn(const std::string& content) { return readQueueContents(std::as_bytes(std::span(content))); }
 
@@ -211,7 +215,7 @@ void RecordTally::noteUncounted(const DiskImage& disk) {
     const auto names = namesOn(disk);
     for (const auto& [file, numbers] : cut_) {
         const auto path = storedPath(file);
-        const bool isHeadless = disk.files.contains(path) && !hasHeader(disk.content(path));
+        const bool isHeadless = disk.files.contains(path) && recordsInHeader(disk.content(path)) < numbers.size();
         if (!isHeadless && !emptied_.contains(file)) continue;
         if (!isTold(names, file)) uncounted_.insert(numbers.begin(), numbers.end());
     }
