@@ -6,10 +6,12 @@
 //     kill_host FOLDER URL --drain                sends all that waits, then ends with 0
 
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <fmt/format.h>
 #include <functional>
+#include <limits>
 #include <map>
 #include <random>
 #include <string>
@@ -101,12 +103,16 @@ void record(const std::string& queue, const Recorder& recorder, std::int64_t num
 }
 
 int drain() {
-    constexpr int mostRounds = 50;
+    constexpr int mostRoundsInVain = 50;
     constexpr std::chrono::minutes longEnough{5};  // while uploads are under way another round would send them twice
-    for (int round = 0; round < mostRounds; ++round) {
+    std::uint64_t fewest = std::numeric_limits<std::uint64_t>::max();
+    for (int inVain = 0; inVain < mostRoundsInVain; ++inVain) {
         const auto receipt = Analytics::flush(longEnough);
         if (!receipt.complete) return EXIT_FAILURE;
-        if (receipt.documentsStillStored == 1 && round > 0) return EXIT_SUCCESS;
+        if (receipt.documentsStillStored == 1 && fewest == 1) return EXIT_SUCCESS;
+        if (receipt.documentsStillStored >= fewest) continue;
+        fewest = receipt.documentsStillStored;
+        inVain = 0;
     }
     return EXIT_FAILURE;
 }
