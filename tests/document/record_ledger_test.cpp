@@ -242,6 +242,16 @@ class RecordLedgerAcrossLives : public ::testing::Test {
     static void addGoal() { QueueFile(StaticValues::GOAL_FILE_PREFIX() + pendingIds().front()).add({{"number", 1}}); }
     static void addEvent() { QueueFile(StaticValues::EVENT_FILE_PREFIX() + pendingIds().front()).add({{"name", "a"}}); }
 
+    /// On the folder of the lives before, started so long after the first.
+    void laterLife(double seconds, const std::function<void(const Machine&)>& body) const {
+        life([&] {
+            const Machine machine(folder_.path());
+            machine.clock->advance(seconds);
+            start();
+            body(machine);
+        });
+    }
+
     const TemporaryFolder folder_;
 };
 
@@ -254,10 +264,7 @@ TEST_F(RecordLedgerAcrossLives, KnowsWhatADocumentHoldsThatAnEarlierLifeFilled) 
         DocumentManager::sharedInstance().sendDocument();
         dieHere();  // before the answer, and before the list was stored again
     });
-    life([&] {
-        const Machine machine(folder_.path());
-        machine.clock->advance(60);
-        start();
+    laterLife(60, [](const Machine& machine) {
         EXPECT_EQ(records("goal").pending, 2U);
         DocumentManager::sharedInstance().sendDocument();
         machine.http->answer("{}");
@@ -276,12 +283,7 @@ TEST_F(RecordLedgerAcrossLives, KnowsWhatADocumentHeldThatWaitedWhenItsQueueWasP
         DocumentManager::sharedInstance().deleteOldestJsonFile();
         dieHere();  // before the answer, and before the list was stored for its sake
     });
-    life([&] {
-        const Machine machine(folder_.path());
-        machine.clock->advance(60);
-        start();
-        EXPECT_EQ(records("goal").pending, 2U);
-    });
+    laterLife(60, [](const Machine&) { EXPECT_EQ(records("goal").pending, 2U); });
 }
 
 TEST_F(RecordLedgerAcrossLives, CountsOnceWhatADeletionCountedThatNeverHappened) {
@@ -298,18 +300,12 @@ TEST_F(RecordLedgerAcrossLives, CountsOnceWhatADeletionCountedThatNeverHappened)
         };
         DocumentManager::sharedInstance().deleteOldestJsonFile();
     });
-    life([&] {
-        const Machine machine(folder_.path());
-        machine.clock->advance(60);
-        start();
+    laterLife(60, [](const Machine&) {
         EXPECT_EQ(records("event"), (Records{.recorded = 1, .assembled = 0, .pending = 1, .sent = 0, .dropped = {}}));
         DocumentManager::sharedInstance().deleteOldestJsonFile();
         EXPECT_EQ(records("event").dropped, (std::map<std::string, std::uint64_t>{{"pruned_unread", 1}}));
     });
-    life([&] {
-        const Machine machine(folder_.path());
-        machine.clock->advance(120);
-        start();
+    laterLife(120, [](const Machine&) {
         EXPECT_EQ(records("event").recorded, 1U) << "the deletion of the life before is over";
     });
 }
@@ -331,12 +327,7 @@ TEST_F(RecordLedgerAcrossLives, DoublesNothingAtAKillBehindACommitOfTheListInThe
         };
         DocumentManager::sharedInstance().sendDocument();
     });
-    life([&] {
-        const Machine machine(folder_.path());
-        machine.clock->advance(60);
-        start();
-        EXPECT_EQ(records("goal").recorded, 2U);
-    });
+    laterLife(60, [](const Machine&) { EXPECT_EQ(records("goal").recorded, 2U); });
 }
 
 constexpr std::uint64_t goalsOfTheLife = 3;
