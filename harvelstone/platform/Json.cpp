@@ -4,7 +4,6 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
-#include <cstdlib>
 #include <fmt/format.h>
 #include <mutex>
 #include <simdjson.h>
@@ -233,16 +232,20 @@ std::string textOf(const Content& content) {
 constinit bool hasExitBegun = false;
 
 /// The exit of the process takes simdjson's own makers of parsers away, while a worker may still read. They are made
-/// here, so that they go after this handler: those that a worker made while the host exits could go at once.
-int watchForExit() noexcept {
-    static_cast<void>(simdjson::get_active_implementation()->name());
-    return std::atexit([] {
+/// here, so that they go after this object: those that a worker made while the host exits could go at once.
+/// Not an exit handler: one that is registered while the library is loaded may be called after all destructors.
+class ExitWatch {
+  public:
+    ExitWatch() noexcept { static_cast<void>(simdjson::get_active_implementation()->name()); }
+    ~ExitWatch() {
         const std::lock_guard lock(heldAcrossFork());
         hasExitBegun = true;
-    });
-}
+    }
+    ExitWatch(const ExitWatch&) = delete;
+    ExitWatch& operator=(const ExitWatch&) = delete;
+};
 
-[[maybe_unused]] const int isWatching = watchForExit();
+const ExitWatch exitWatch;
 
 /// Once the exit has begun, parsers are made by a maker that never goes.
 bool allocate(ondemand::parser& parser, std::size_t capacity, std::size_t depth) {
