@@ -25,7 +25,7 @@ set_property(TARGET harvelstone_shared APPEND PROPERTY LINK_DEPENDS "${symbol_ve
 
 # A plug-in of a host that has the static library inside shows none of it.
 set(hides_the_library "-Wl,--exclude-libs,libharvelstone.a")
-target_link_options(harvelstone_static INTERFACE "$<INSTALL_INTERFACE:${hides_the_library}>")
+target_link_options(harvelstone_static INTERFACE "${hides_the_library}")
 
 # Hosts link the one that BUILD_SHARED_LIBS asks for. The other is there for who names it: what uses more than a host
 # may, such as the command and the tests, needs the static one.

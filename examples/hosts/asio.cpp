@@ -16,19 +16,18 @@ using namespace harvelstone::platform;
 class AsioMainQueue final : public RunLoop, public std::enable_shared_from_this<AsioMainQueue> {
   public:
     explicit AsioMainQueue(std::shared_ptr<asio::io_context> loop) : loop_(std::move(loop)) {}
-    void post(Task task) override { asio::post(*loop_, runningHere(std::move(task))); }
+    void post(Task task) override {
+        asio::post(*loop_, [self = shared_from_this(), task = std::move(task)] {
+            const Running running(self);  // what `RunLoop::current()` finds
+            task();
+        });
+    }
     void callAfter(Seconds delay, Task task) override {
         auto timer = std::make_shared<asio::steady_timer>(*loop_, std::chrono::ceil<std::chrono::nanoseconds>(delay));
-        timer->async_wait([timer, task = runningHere(std::move(task))](asio::error_code) { task(); });
+        timer->async_wait([self = shared_from_this(), timer, task = std::move(task)](auto) { self->post(task); });
     }
 
   private:
-    Task runningHere(Task task) {
-        return [self = shared_from_this(), task = std::move(task)] {
-            const Running running(self);  // what `RunLoop::current()` finds
-            task();
-        };
-    }
     std::shared_ptr<asio::io_context> loop_;
 };
 

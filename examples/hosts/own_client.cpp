@@ -15,23 +15,26 @@ namespace {
 
 using namespace harvelstone::platform;
 
-/// Where the host's own log goes. Any thread may write to it.
-class AppLog final : public Log {
-  public:
-    void platformLine(std::string_view line) noexcept override { write("analytics: ", line); }
-    void debugLine(std::string_view line) noexcept override { write("analytics, debug: ", line); }
-    int lineCount() const { return lineCount_; }
+std::atomic<int> lineCount = 0;
 
-  private:
-    void write(std::string_view tag, std::string_view line) noexcept try {
-        std::clog << std::string(tag).append(line).append("\n");
-        ++lineCount_;
-    } catch (const std::exception&) {
-        // A line that cannot be written is lost; what was being logged goes on.
-    }
+/// Any thread may write. A line that cannot be written is lost; what was being logged goes on.
+void writeToAppLog(std::string_view tag, std::string_view line) noexcept try {
+    std::clog << std::string(tag).append(line).append("\n");
+    ++lineCount;
+} catch (const std::exception&) {
+}
 
-    std::atomic<int> lineCount_{0};
+struct Address {
+    std::string server;
+    std::string path;
 };
+
+Address addressOf(const HttpRequest& request) {
+    const auto pathBegin = request.url.find('/', std::string_view("http://").size());
+    if (!request.url.starts_with("http://") || pathBegin == std::string::npos)
+        throw InvalidArgumentException("\"" + request.url + "\" is no address with a path");
+    return {request.url.substr(0, pathBegin), request.url.substr(pathBegin)};
+}
 
 std::string bytesOf(BodyStream& body) {
     std::string bytes;
@@ -40,9 +43,15 @@ std::string bytesOf(BodyStream& body) {
     return bytes;
 }
 
+/// What came back: a status and a body, or an error.
+struct Answer {
+    int status = 0;
+    std::optional<std::string> body;
+    std::optional<HttpError> error;
+};
+
 /// The request as it stands, sent by the other client. Waits for the answer.
-httplib::Result post(const HttpRequest& request, std::size_t pathBegin) {
-    httplib::Client client(request.url.substr(0, pathBegin));
+Answer post(const Address& address, const HttpRequest& request) {
     httplib::Headers headers;
     std::string type;
     for (const auto& [name, value] : request.headers) {
@@ -51,39 +60,37 @@ httplib::Result post(const HttpRequest& request, std::size_t pathBegin) {
         else if (name != "Content-Length")
             headers.emplace(name, value);  // the client sets these two itself
     }
-    return client.Post(request.url.substr(pathBegin), headers, bytesOf(*request.body), type);
+    const auto result = httplib::Client(address.server).Post(address.path, headers, bytesOf(*request.body), type);
+    if (!result) return {.status = 0, .body = {}, .error = HttpError{to_string(result.error())}};
+    return {.status = result->status, .body = result->body, .error = {}};
 }
 
 class AppHttpClient final : public HttpClient {
   public:
     void sendAsynchronousRequest(HttpRequest request, std::shared_ptr<RunLoop> queue,
                                  HttpCompletion completion) override {
-        const auto pathBegin = request.url.find('/', std::string_view("http://").size());
-        if (!request.url.starts_with("http://") || pathBegin == std::string::npos)
-            throw InvalidArgumentException("\"" + request.url + "\" is no address with a path");
-        std::thread([=, request = std::move(request)] {
-            const auto result = post(request, pathBegin);
-            queue->post([completion, status = result ? result->status : 0,
-                         body = result ? std::optional(result->body) : std::nullopt,
-                         error = result ? std::nullopt : std::optional(HttpError{to_string(result.error())})] {
-                completion({.status = status, .headers = {}}, body, error);
-            });
+        std::thread([=, address = addressOf(request), request = std::move(request)] {
+            const Answer answer = post(address, request);
+            queue->post([=] { completion({.status = answer.status, .headers = {}}, answer.body, answer.error); });
         }).detach();
     }
+};
+class AppLog final : public Log {
+    void platformLine(std::string_view line) noexcept override { writeToAppLog("analytics: ", line); }
+    void debugLine(std::string_view line) noexcept override { writeToAppLog("analytics, debug: ", line); }
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
     using harvelstone::Analytics;
-    const auto log = std::make_shared<AppLog>();
     harvelstone::AnalyticsOptions options;
     options.targetUri = argc > 1 ? argv[1] : "http://127.0.0.1:8080/documents";
     options.appKey = "shop";
     options.documentsFolder = "shop-data";
     options.debug = true;
-    options.platform.log = log;
     options.platform.httpClient = std::make_shared<AppHttpClient>();
+    options.platform.log = std::make_shared<AppLog>();
     Analytics::configure(options);
 
     Analytics::startVisit();
@@ -91,5 +98,5 @@ int main(int argc, char** argv) {
     Analytics::page("home", {{"section", "women"}});
     Analytics::click({{"button", "buy"}});
     const auto receipt = Analytics::flush(std::chrono::seconds(10));
-    std::cout << receipt.documentsSent << " sent, " << log->lineCount() << " lines in the app's log\n";
+    std::cout << receipt.documentsSent << " sent, " << lineCount << " lines in the app's log\n";
 }

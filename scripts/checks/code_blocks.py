@@ -2,7 +2,7 @@
 
 C++, C, Python and CMake are quoted from examples/ and tests/, indented more or less: the tests build and run what is
 there. JSON parses. Commands name subcommands, options, presets and files that exist; for what builds hosts there is
-the script that does the same.
+the script that does the same. A host is shown in few lines: they are counted for each heading of its page.
 """
 
 import json
@@ -16,6 +16,7 @@ ELSEWHERE = {"add_subdirectory(harvelstone)": "add_subdirectory(../.. harvelston
 # The program that begins a command, and what runs such commands in earnest.
 TRIED_BY = {"c++": "scripts/install-check", "cc": "scripts/install-check"}
 NO_CODE = ("", "hex")  # what is printed, and bytes of files
+HOSTS, LINES_OF_A_HOST = "docs/hosts.md", 19
 
 _FENCE = re.compile(r"^```(\w*)[^\n]*\n(.*?)^```$", re.DOTALL | re.MULTILINE)
 
@@ -29,6 +30,15 @@ def check(root):
             fault = _fault(root, match.group(1), match.group(2))
             if fault:
                 findings.append(f"{page.relative_to(root).as_posix()}:{line}: {fault}")
+    return findings + _long_hosts(root / HOSTS)
+
+
+def _long_hosts(page):
+    findings = []
+    for section in page.read_text(encoding="utf-8").split("\n## ")[1:] if page.exists() else ():
+        lines = sum(match.group(2).count("\n") for match in _FENCE.finditer(section))
+        if lines > LINES_OF_A_HOST:
+            findings.append(f"{HOSTS}: {lines} lines of code under {section.splitlines()[0]}; {LINES_OF_A_HOST} are the most")
     return findings
 
 

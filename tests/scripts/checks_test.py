@@ -356,6 +356,14 @@ class CodeBlocksTest(TreeTest):
                         "cmake --preset fly", "cc shop.c", "rm -r build"):
             self.assertEqual(len(self.findings("sh", f"./dev demo\n{command}\n")), 1, command)
 
+    def test_a_host_that_is_shown_in_too_many_lines_is_found(self):
+        self.write("examples/hosts/a.cpp", "call();\n" * 19 + "last();\n")
+        shown = "# Hosts\n\n## A loop\n\n```cpp\n" + "call();\n" * 19 + "```\n"
+        self.write("docs/hosts.md", shown)
+        self.assertEqual(code_blocks.check(self.root), [])
+        self.write("docs/hosts.md", shown + "\n```cpp\nlast();\n```\n")
+        self.assertEqual(code_blocks.check(self.root), ["docs/hosts.md: 20 lines of code under A loop; 19 are the most"])
+
     def test_a_language_that_nothing_is_known_of_is_found(self):
         self.assertEqual(self.findings("", "printed\n"), [])
         self.assert_found("rust", "fn main() {}\n", "nobody knows what to do with a block of rust")
