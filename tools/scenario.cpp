@@ -67,7 +67,7 @@ constexpr std::array stepRules{
     StepRule{"createDocument"},
     StepRule{"newVisit"},
     StepRule{"page", Effect::acts, {recordArgument}},
-    StepRule{"pageProgress", Effect::acts, {recordArgument}},
+    StepRule{"pageProgress", Effect::acts, {{recordArgument, {"dated", Kind::boolean, optional}}}},
     StepRule{"click", Effect::acts, {recordArgument}},
     StepRule{"revenue", Effect::acts, {recordArgument}},
     StepRule{"push", Effect::acts, {recordArgument}},

@@ -10,6 +10,7 @@
 #include "harvelstone/api/Analytics.hpp"
 #include "harvelstone/document/DocumentManager.hpp"
 #include "harvelstone/services/BSConfig.hpp"
+#include "harvelstone/services/BSUtil.hpp"
 #include "harvelstone/services/HarvelstoneCore.hpp"
 #include "harvelstone/services/ProfileManager.hpp"
 #include "harvelstone/services/QueueFile.hpp"
@@ -45,7 +46,10 @@ const Dictionary& record(const Step& step, std::string_view name = "record") {
 }
 
 void pageProgress(const Step& step, const AppMachine&) {
-    QueueFile(StaticValues::PAGES_FILE_PREFIX() + manager().getLaistDocId()).add(record(step));
+    auto progress = record(step);
+    if (findValue(step.arguments, "dated") && flag(step, "dated"))
+        setValue(progress, StaticValues::PARAM_VT_TZ(), BSUtil::getCurrentDateString());
+    QueueFile(StaticValues::PAGES_FILE_PREFIX() + manager().getLaistDocId()).add(progress);
 }
 
 void setEvent(const Step& step, const AppMachine&) {

@@ -168,6 +168,10 @@ class Recording(harness.Case):
         self.record(step("pageProgress", record={"PARAM_VS": 1.5, "PARAM_CS_P_V": 1}))
         self.assertEqual(self.queue("pages_"), [{"visit_seconds": 1.5, "page_views": 1}])
 
+    def test_page_progress_gets_its_date_if_it_is_asked_for(self):
+        self.record(step("pageProgress", dated=True, record={"PARAM_VS": 1.5, "PARAM_CS_P_V": 1}))
+        self.assertEqual(self.one_record("pages_"), {"visit_seconds": 1.5, "page_views": 1})
+
     def test_goals_carry_product_and_category(self):
         self.record(step("setProduct", code="P1", name="Shoe"), step("setProductCategory", code="C1"),
                     step("setGoal", goal=3, value=5), step("putGoal"))

@@ -109,7 +109,7 @@ function goTo(path: string) {
 
 export function Detail({ examined, view, onView }: { examined: Examined } & ViewProps) {
     const setTab = (tab: string) => onView({ ...view, tab });
-    const { exchange, document, problems } = examined;
+    const { exchange, document, problems, remark } = examined;
     const show = (path: string) => {
         setTab("document");
         // After the tab's content stands.
@@ -139,6 +139,7 @@ export function Detail({ examined, view, onView }: { examined: Examined } & View
                 <span class="number">#{exchange.number}</span> {examined.title} <small>{timeOfDay(exchange.arrivedText)}</small>
             </h2>
             <ProblemList problems={problems} onShow={show} />
+            {remark && <p class="remark">{remark}</p>}
             <Tabs label="Views of the upload" tabs={tabs} current={view.tab} onChange={setTab} />
         </section>
     );

@@ -2,19 +2,18 @@
 
 import type { Exchange } from "./exchange.ts";
 import { isObject, type Json, numberIn, parseFaithfully } from "./json.ts";
-import { type Problem, problemsOf } from "./problems.ts";
+import { type Findings, findingsOf } from "./problems.ts";
 
 export const recordSections = ["goal", "pages", "click", "revenue", "push"] as const;
 export type RecordSection = (typeof recordSections)[number];
 
-export interface Examined {
+export interface Examined extends Findings {
     exchange: Exchange;
     document: Json | undefined;
     /** Sections with records, and how many. */
     records: Map<RecordSection, number>;
     title: string;
     isImmediate: boolean;
-    problems: Problem[];
     searched: string;
 }
 
@@ -56,7 +55,7 @@ export function examine(exchange: Exchange): Examined {
         records: recordsIn(document),
         title: titleOf(exchange, document, isImmediate),
         isImmediate,
-        problems: problemsOf(exchange, plain),
+        ...findingsOf(exchange, plain),
         searched: `${exchange.path}\n${headers}\n${exchange.refusal ?? ""}\n${exchange.json ?? ""}`.toLowerCase(),
     };
 }

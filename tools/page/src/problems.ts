@@ -2,7 +2,7 @@
 
 import type { Exchange } from "./exchange.ts";
 import { documentProblems } from "./schema.ts";
-import { timeProblems } from "./times.ts";
+import { timesOf } from "./times.ts";
 
 export type ProblemKind = "decoding" | "schema" | "missing" | "time";
 
@@ -20,11 +20,18 @@ export const problemNames: Record<ProblemKind, string> = {
     time: "impossible time",
 };
 
-/** Whether more is wrong than times, which a device's clock explains. */
+/** Whether more is wrong than times, which a clock that was set meanwhile explains. */
 export const isBroken = (problems: Problem[]) => problems.some(({ kind }) => kind !== "time");
 
-export function problemsOf(exchange: Exchange, document: unknown): Problem[] {
-    if (exchange.refusal !== null) return [{ kind: "decoding", path: "", text: exchange.refusal }];
-    if (document === undefined) return [];
-    return [...documentProblems(document), ...timeProblems(document, exchange.arrived)];
+export interface Findings {
+    problems: Problem[];
+    /** What is worth knowing and no problem. */
+    remark: string | undefined;
+}
+
+export function findingsOf(exchange: Exchange, document: unknown): Findings {
+    if (exchange.refusal !== null) return { problems: [{ kind: "decoding", path: "", text: exchange.refusal }], remark: undefined };
+    if (document === undefined) return { problems: [], remark: undefined };
+    const times = timesOf(document, exchange.arrived);
+    return { problems: [...documentProblems(document), ...times.problems], remark: times.clock };
 }

@@ -1,8 +1,9 @@
-// Times that cannot be: days that the calendar does not have, and an order of events that no device can have seen.
+// Times that cannot be: days that the calendar does not have, and an order of events that no device can have seen. A
+// device's clock may be ahead of the collector's: that is told, and is no problem of the document.
 
 import type { Problem } from "./problems.ts";
 
-/** How far the clocks of device and collector may differ, in seconds. */
+/** So far ahead, in seconds, a device's clock is not worth a word. */
 const clockTolerance = 120;
 
 const isoDate = /^(\d{4})-(\d\d)-(\d\d)T(\d\d):(\d\d):(\d\d)(Z|[+-]\d\d:\d\d)$/;
@@ -35,25 +36,15 @@ function spanText(seconds: number): string {
 
 class Timeline {
     readonly problems: Problem[] = [];
-    private isClockAhead = false;
-
-    constructor(private readonly arrived: number) {}
+    latest = -Infinity;
 
     private add(path: string, text: string) {
         this.problems.push({ kind: "time", path, text });
     }
 
-    /** When the document was made. A device whose clock is ahead is told once, not for each of its times. */
-    created(seconds: number, path: string): number {
-        const ahead = seconds - this.arrived;
-        this.isClockAhead = ahead > clockTolerance;
-        if (this.isClockAhead) this.add(path, `is ${spanText(ahead)} later than the arrival: the device's clock is ahead`);
-        return seconds;
-    }
-
-    moment(seconds: number, path: string): number {
-        const ahead = seconds - this.arrived;
-        if (ahead > clockTolerance && !this.isClockAhead) this.add(path, `is ${spanText(ahead)} later than the arrival`);
+    moment(seconds: unknown): number | undefined {
+        if (typeof seconds !== "number") return undefined;
+        this.latest = Math.max(this.latest, seconds);
         return seconds;
     }
 
@@ -61,7 +52,7 @@ class Timeline {
     date(fields: Fields, key: string, path: string): number | undefined {
         const seconds = secondsOf(fields[key]);
         if (seconds === null) this.add(path, "is a day or time that does not exist");
-        return seconds === undefined || seconds === null ? undefined : this.moment(seconds, path);
+        return this.moment(seconds);
     }
 
     inOrder(earlier: number | undefined, later: number | undefined, path: string, text: string) {
@@ -70,16 +61,27 @@ class Timeline {
     }
 }
 
-export function timeProblems(document: unknown, arrived: number): Problem[] {
+export interface Times {
+    problems: Problem[];
+    /** What the device's clock says about itself. */
+    clock: string | undefined;
+}
+
+function clockText(latest: number, arrived: number): string | undefined {
+    const ahead = latest - arrived;
+    return ahead > clockTolerance ? `The device's clock is ahead: the latest time is ${spanText(ahead)} later than the arrival.` : undefined;
+}
+
+export function timesOf(document: unknown, arrived: number): Times {
     const sections = fieldsOf(document) ?? {};
     const session = fieldsOf(sections.session) ?? {};
-    const timeline = new Timeline(arrived);
+    const timeline = new Timeline();
 
-    const created = typeof session.create_time === "number" ? timeline.created(session.create_time, "/session/create_time") : undefined;
+    const created = timeline.moment(session.create_time);
     const installed = timeline.date(session, "install_date", "/session/install_date");
     const visit = timeline.date(session, "visit_time", "/session/visit_time");
     timeline.date(session, "source_click_time", "/session/source_click_time");
-    if (typeof session.source_update_time === "number") timeline.moment(session.source_update_time, "/session/source_update_time");
+    timeline.moment(session.source_update_time);
     timeline.inOrder(installed, visit, "/session/visit_time", "is earlier than the install");
     timeline.inOrder(visit, created, "/session/create_time", "is earlier than the visit");
 
@@ -93,5 +95,5 @@ export function timeProblems(document: unknown, arrived: number): Problem[] {
     }
     const push = fieldsOf(sections.push);
     if (push) timeline.date(push, "visit_time", "/push/visit_time");
-    return timeline.problems;
+    return { problems: timeline.problems, clock: clockText(timeline.latest, arrived) };
 }

@@ -4,7 +4,7 @@ import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
 import { test } from "node:test";
 
-import { becomes, documentWith, encoded, openPage, showsTexts, startCollector, upload, uploadDocument } from "./stage.mjs";
+import { becomes, documentWith, encoded, openPage, run, shopScenario, showsTexts, startCollector, temporaryFolder, upload, uploadDocument } from "./stage.mjs";
 
 const items = (page) => page.getByRole("option");
 const numbers = (page) => page.locator(".item .number");
@@ -148,7 +148,7 @@ test("what is wrong with a document is marked in the list and at its place", asy
     assert.ok(await at(page, "/pages/1/visit_time").isVisible());
 });
 
-test("a device's clock that is ahead is told once", async () => {
+test("a device's clock that is ahead is told once, and is no problem", async () => {
     const ahead = new Date(Date.now() + 2 * 86400_000);
     const iso = `${ahead.toISOString().slice(0, 19)}+00:00`;
     const { page } = await pageWith(
@@ -157,7 +157,19 @@ test("a device's clock that is ahead is told once", async () => {
             for (const section of ["goal", "pages", "click", "revenue"]) for (const record of document[section]) record.visit_time = iso;
         }),
     );
-    await showsTexts(page.locator(".problems li"), ["session › create_time is 2 days later than the arrival: the device's clock is ahead"]);
+    await showsTexts(page.locator(".remark"), ["The device's clock is ahead: the latest time is 2 days later than the arrival."]);
+    await showsTexts(figure(page, "wrong"), ["0"]);
+});
+
+test("nothing is wrong with what the shop scenario uploads", async () => {
+    const collector = await startCollector();
+    const played = run("replay", shopScenario, "--target", `${collector.url}/upload`, "--documents", temporaryFolder(), "--json");
+    const { uploads } = JSON.parse(played.stdout).counts;
+    assert.ok(uploads > 5);
+    const page = await openPage(collector.url);
+    await showsTexts(figure(page, "uploads"), [`${uploads}`]);
+    await showsTexts(figure(page, "wrong"), ["0"]);
+    assert.equal(await page.locator(".mark").count(), 0);
 });
 
 test("nothing is wrong with the protocol's example, nor with an immediate upload", async () => {

@@ -41,6 +41,8 @@ export function encoded(document) {
 
 // ---- The command ----
 
+export const shopScenario = join(here, "../../../examples/shop.jsonl");
+
 export const run = (...options) => spawnSync(command, options, { encoding: "utf8", timeout: timeLimit });
 
 const cleanUps = [];
