@@ -51,4 +51,6 @@ class Harvelstone(ConanFile):
 
     def package_info(self):
         self.cpp_info.libs = ["harvelstone"]
+        if self.settings.os == "Linux":
+            self.cpp_info.system_libs = ["m", "pthread"]
         self.cpp_info.set_property("cmake_target_name", "harvelstone::harvelstone")

@@ -82,8 +82,8 @@ struct FlushReceipt {
 ///     harvelstone::Analytics::page("home");
 ///     harvelstone::Analytics::send();
 ///
-/// A host of each kind in under 20 lines (with a frame loop, with Asio, without a loop, with an HTTP client and a log of
-/// its own, in C) is on the page [Threads and the main queue](docs/hosts.md).
+/// A host of each kind in under 20 lines (with a frame loop, with Asio, without a loop, with an HTTP client and a log
+/// of its own, in C) is on the page [Threads and the main queue](docs/hosts.md).
 ///
 /// Every operation may be called from any thread. A record is on disk when its operation returns; when the disk is full
 /// or fails, it is kept in memory and written as soon as that works again. A bad argument raises

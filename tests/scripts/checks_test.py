@@ -370,10 +370,10 @@ class CodeBlocksTest(TreeTest):
 
 
 class DependenciesTest(TreeTest):
-    """The tree's own three files, with a change in one."""
+    """The tree's own files, with a change in one."""
 
     def findings(self, changed="", old="", new=""):
-        for name in (dependencies.PACKAGES, "vcpkg.json", "conanfile.py"):
+        for name in (dependencies.PACKAGES, "vcpkg.json", "conanfile.py", *dependencies.CMAKE.values()):
             text = (SCRIPTS.parent / name).read_text(encoding="utf-8")
             if name == changed:
                 self.assertIn(old, text)
@@ -390,17 +390,24 @@ class DependenciesTest(TreeTest):
                          ["conanfile.py: cli11 is missing in tools"])
         self.assertEqual(self.findings(dependencies.PACKAGES, "zlib1g-dev ", ""),
                          [dependencies.PACKAGES + ": zlib1g-dev is missing in build"])
+        self.assertEqual(self.findings("tests/CMakeLists.txt", "find_package(rapidcheck REQUIRED)\n", ""),
+                         ["tests/CMakeLists.txt: rapidcheck is missing in tests"])
 
     def test_a_library_that_only_one_of_them_names_is_found(self):
         found = self.findings(dependencies.PACKAGES, "libfmt-dev", "libfmt-dev libpng-dev")
         self.assertEqual(len(found), 1)
         self.assertIn("libpng-dev in build is not known", found[0])
+        self.assertEqual(len(self.findings("cmake/dependencies.cmake", "find_package(fmt", "find_package(PNG)\nfind_package(fmt")), 1)
         self.assertEqual(len(self.findings("vcpkg.json", '"gtest"', '"gtest", "catch2"')), 1)
         self.assertEqual(len(self.findings("conanfile.py", 'self.requires("zlib', 'self.requires("libpng/1")\n        self.requires("zlib')), 1)
 
     def test_a_missing_file_is_found(self):
         self.write(dependencies.PACKAGES, "")
-        self.assertEqual(dependencies.check(self.root), ["vcpkg.json is missing", "conanfile.py is missing"])
+        self.assertEqual(dependencies.check(self.root)[:2], ["vcpkg.json is missing", "conanfile.py is missing"])
+
+    def test_a_recipe_that_is_no_python_is_found(self):
+        found = self.findings("conanfile.py", "def layout(self):", "def layout(self)")
+        self.assertRegex("\n".join(found), r"\Aconanfile\.py:\d+: expected ':'\Z")
 
 
 class PageTest(TreeTest):
