@@ -5,7 +5,7 @@ import assert from "node:assert/strict";
 import { mkdtempSync, readFileSync, rmSync } from "node:fs";
 import http from "node:http";
 import { tmpdir } from "node:os";
-import { dirname, join } from "node:path";
+import { basename, dirname, join } from "node:path";
 import { createInterface } from "node:readline";
 import { after, afterEach } from "node:test";
 import { fileURLToPath } from "node:url";
@@ -91,6 +91,15 @@ export const uploadDocument = (collector, document, options) => upload(collector
 let browser;
 after(() => browser?.close());
 
+// How each page looks when its test ends, in the order of the tests.
+const pictureFolder = process.env.HARVELSTONE_PICTURES;
+let pictureCount = 0;
+
+async function takePicture(page) {
+    const name = `${basename(process.argv[1], ".test.mjs")}-${String((pictureCount += 1)).padStart(2, "0")}.png`;
+    await page.screenshot({ path: join(pictureFolder, name) });
+}
+
 /** A page at the address. At the end of the test it must have asked nobody else for anything, and met no error but those expected. */
 export async function openPage(url, expected = /ERR_CONNECTION_REFUSED|ERR_INCOMPLETE_CHUNKED/) {
     browser ??= await chromium.launch({ executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium", args: ["--no-sandbox", "--disable-dev-shm-usage"] });
@@ -115,6 +124,7 @@ export async function openPage(url, expected = /ERR_CONNECTION_REFUSED|ERR_INCOM
         if (message.type() === "error" && !expected.test(message.text())) errors.push(message.text());
     });
     cleanUps.push(async () => {
+        if (pictureFolder) await takePicture(page);
         await context.close();
         assert.deepEqual({ strayed, errors }, { strayed: [], errors: [] });
     });
