@@ -2,6 +2,7 @@
 
 import http.client
 import json
+import re
 import signal
 import subprocess
 
@@ -10,12 +11,13 @@ from harness import COMMAND
 
 
 class CollectorCase(harness.Case):
-    def collect(self, *arguments):
-        self.process = subprocess.Popen([COMMAND, "collect", *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                        text=True)
+    def collect(self, *arguments, host=None):
+        told = ["--host", host] if host else []
+        self.process = subprocess.Popen([COMMAND, "collect", *told, *arguments], stdout=subprocess.PIPE,
+                                        stderr=subprocess.PIPE, text=True)
         self.addCleanup(self.finish)
         line = self.process.stdout.readline()
-        self.assertRegex(line, r"\Alistening on http://127\.0\.0\.1:\d+\n\Z")
+        self.assertRegex(line, rf"\Alistening on http://{re.escape(host or '127.0.0.1')}:\d+\n\Z")
         self.port = int(line.rsplit(":", 1)[1])
 
     def collect_with_replies(self, *replies):

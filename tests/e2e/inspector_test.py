@@ -206,6 +206,19 @@ class Inspector(collecting.CollectorCase):
         self.post(encode(DOCUMENT))
         self.assertEqual([each["number"] for each in self.exchanges()], [2])
 
+    def is_reached_at(self, address):
+        with socket.socket() as client:
+            return client.connect_ex((address, self.port)) == 0
+
+    def test_is_reached_under_no_other_address_than_127_0_0_1(self):
+        self.collect()
+        self.assertTrue(self.is_reached_at("127.0.0.1"))
+        self.assertFalse(self.is_reached_at("127.0.0.2"))
+
+    def test_is_reached_under_every_address_when_told_so(self):
+        self.collect(host="0.0.0.0")
+        self.assertTrue(self.is_reached_at("127.0.0.2"))
+
     def test_answers_only_who_means_this_host(self):
         self.collect()
         for host in (f"127.0.0.1:{self.port}", "localhost", f"LOCALHOST:{self.port}", "[::1]:80", "10.0.2.2:8080"):
