@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that the named groups need (all groups without an argument), as root or through sudo.
-# Quiet and quick when everything is there.
-#   scripts/install-dependencies.sh [build|test|lint|check|docs|page|install|coverage|bench|fuzz]...
+# Installs the Debian packages that the named groups need, as root or through sudo: all groups without an argument, save
+# `cross`, which makes arm64 a foreign architecture of the system. Takes no package away, and is quiet and quick when
+# everything is there.
+#   scripts/install-dependencies.sh [build|test|lint|check|docs|page|install|coverage|bench|fuzz|cross]...
 set -euo pipefail
 
 declare -A packages_of=(
@@ -25,10 +26,18 @@ declare -A packages_of=(
     [bench]="libbenchmark-dev libsqlite3-dev libleveldb-dev strace binutils python3"
     # libclang-rt: libFuzzer and the sanitizers of clang.
     [fuzz]="clang libclang-rt-dev"
+    # libsimdjson14: its libsimdjson-dev would take the native one away (cmake/aarch64-linux-gnu/).
+    [cross]="g++-aarch64-linux-gnu qemu-user
+             zlib1g-dev:arm64 libcurl4-openssl-dev:arm64 libsimdjson14:arm64 libfmt-dev:arm64 uuid-dev:arm64
+             libcpp-httplib-dev:arm64 libgtest-dev:arm64 libgmock-dev:arm64 librapidcheck-dev:arm64 libssl-dev:arm64"
 )
 
 groups=("$@")
-[ ${#groups[@]} -gt 0 ] || groups=("${!packages_of[@]}")
+if [ ${#groups[@]} -eq 0 ]; then
+    for group in "${!packages_of[@]}"; do
+        [ "$group" = cross ] || groups+=("$group")
+    done
+fi
 
 wanted=()
 for group in "${groups[@]}"; do
@@ -46,11 +55,14 @@ if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
 fi
 
 missing=()
-installed=$(dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "${wanted[@]}" 2>/dev/null || true)
+# A package of another architecture is named with it, as in what is wanted.
+native=$(dpkg --print-architecture)
+installed=$(dpkg-query --show --showformat='${db:Status-Status} ${Package}:${Architecture}\n' "${wanted[@]%:"$native"}" 2>/dev/null |
+    sed -E "s/:($native|all)$//" || true)
 for package in "${wanted[@]}"; do
     # A Node.js from elsewhere brings its own npm, which Debian's package would take away.
     [ "$package" != npm ] || ! command -v npm >/dev/null || continue
-    grep -qxF "installed $package" <<<"$installed" || missing+=("$package")
+    grep -qxF "installed ${package%:"$native"}" <<<"$installed" || missing+=("$package")
 done
 [ ${#missing[@]} -gt 0 ] || exit 0
 
@@ -69,7 +81,8 @@ apt() {
 }
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
-if ! { apt update && apt install --yes --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+if [[ " ${missing[*]} " == *:arm64\ * ]]; then "${as_root[@]}" dpkg --add-architecture arm64; fi
+if ! { apt update && apt install --yes --no-remove --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
     cat "$log" >&2
     echo "install-dependencies: the installation failed" >&2
     exit 1
