@@ -34,6 +34,20 @@ Value::Value(double number) : content_(checkedNumber(number)) {}
 
 Value::Value(std::string text) : content_(checkedText(std::move(text))) {}
 
+Value::Value(List list) : content_(std::move(list)) {}
+
+Value::Value(Dictionary dictionary) : content_(std::move(dictionary)) {}
+
+Value::Value(const Value& other) = default;
+
+Value::Value(Value&& other) noexcept = default;
+
+Value& Value::operator=(const Value& other) = default;
+
+Value& Value::operator=(Value&& other) noexcept = default;
+
+Value::~Value() = default;
+
 std::int64_t Value::integerValue() const {
     if (const auto* integer = std::get_if<std::int64_t>(&content_)) return *integer;
     if (const auto* number = std::get_if<double>(&content_)) return truncated(*number);

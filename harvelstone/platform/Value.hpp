@@ -42,8 +42,15 @@ class Value {
     Value(std::string text);
     Value(std::string_view text) : Value(std::string(text)) {}
     Value(const char* text) : Value(std::string(text)) {}
-    Value(List list) : content_(std::move(list)) {}
-    Value(Dictionary dictionary) : content_(std::move(dictionary)) {}
+    Value(List list);
+    Value(Dictionary dictionary);
+
+    // Not inline: the code for all kinds would stand at each of their many uses.
+    Value(const Value& other);
+    Value(Value&& other) noexcept;
+    Value& operator=(const Value& other);
+    Value& operator=(Value&& other) noexcept;
+    ~Value();
 
     bool isNull() const { return std::holds_alternative<std::nullptr_t>(content_); }
     bool isBoolean() const { return std::holds_alternative<bool>(content_); }
