@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
-#include <fmt/format.h>
 #include <mutex>
 
 #include "harvelstone/platform/Fork.hpp"
@@ -13,6 +12,7 @@ namespace harvelstone::platform {
 namespace {
 
 constexpr int firstYearOfTm = 1900;
+constexpr int lastYear = 9999;  // of four digits; a zone may be ahead of its end
 constexpr int daysOfWeek = 7;
 constexpr int secondsOfMinute = 60;
 constexpr int secondsOfHour = 3600;
@@ -25,10 +25,17 @@ std::time_t wholeSeconds(double secondsSince1970) {
     return static_cast<std::time_t>(std::floor(std::clamp(secondsSince1970, earliest, latest)));
 }
 
+/// Writes the number over the zeros, the last digit at that place. By hand, because every record has a date.
+void put(std::string& text, std::size_t lastDigit, int number) {
+    for (auto place = lastDigit; number > 0; --place, number /= 10) text[place] = static_cast<char>('0' + number % 10);
+}
+
 std::string offsetText(int utcOffset) {
     const auto seconds = std::abs(utcOffset);
-    return fmt::format("{}{:02}:{:02}", utcOffset < 0 ? '-' : '+', seconds / secondsOfHour,
-                       seconds % secondsOfHour / secondsOfMinute);
+    std::string text = utcOffset < 0 ? "-00:00" : "+00:00";
+    put(text, 2, seconds / secondsOfHour);
+    put(text, 5, seconds % secondsOfHour / secondsOfMinute);
+    return text;
 }
 
 }  // namespace
@@ -67,8 +74,14 @@ double secondsSince1970(const CivilTime& local) {
 
 std::string dateString(double secondsSince1970) {
     const auto local = civilTime(secondsSince1970);
-    return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}{}", local.year, local.month, local.day, local.hour,
-                       local.minute, local.second, offsetText(local.utcOffset));
+    std::string text = "0000-00-00T00:00:00";
+    put(text, 3, std::min(local.year, lastYear));
+    put(text, 6, local.month);
+    put(text, 9, local.day);
+    put(text, 12, local.hour);
+    put(text, 15, local.minute);
+    put(text, 18, local.second);
+    return text + offsetText(local.utcOffset);
 }
 
 long long wholeHoursBetween(double from, double to) {
