@@ -145,6 +145,18 @@ class Reader {
     std::vector<std::variant<OpenList, OpenDictionary>> open_;  // the innermost is the last
 };
 
+constexpr std::array<bool, 256> escapedCharacters() {
+    std::array<bool, 256> escaped{};
+    for (unsigned control = 0; control < ' '; ++control) escaped[control] = true;
+    escaped['"'] = escaped['\\'] = true;
+    return escaped;
+}
+
+bool isEscaped(char character) {
+    static constexpr auto escaped = escapedCharacters();
+    return escaped[static_cast<unsigned char>(character)];
+}
+
 /// Appends values to a text.
 class Writer {
   public:
@@ -184,15 +196,13 @@ class Writer {
 
     void writeText(std::string_view text) {
         text_ += '"';
-        std::size_t written = 0;
-        for (std::size_t index = 0; index < text.size(); ++index) {
-            const auto character = text[index];
-            if (static_cast<unsigned char>(character) >= ' ' && character != '"' && character != '\\') continue;
-            text_.append(text, written, index - written);
-            writeEscape(character);
-            written = index + 1;
+        for (auto written = text.begin();; ++written) {
+            const auto next = std::find_if(written, text.end(), isEscaped);
+            text_.append(written, next);
+            if (next == text.end()) break;
+            writeEscape(*next);
+            written = next;
         }
-        text_.append(text, written);
         text_ += '"';
     }
 
