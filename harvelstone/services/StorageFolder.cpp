@@ -133,7 +133,7 @@ bool isLongLivedStore(std::string_view name) {
     return std::find(longLivedStores.begin(), longLivedStores.end(), name) != longLivedStores.end();
 }
 
-std::string storedFileName(std::string_view name) { return fmt::format("{}.{}", name, FILE_SUFFIX); }
+std::string storedFileName(std::string_view name) { return std::string(name).append(".").append(FILE_SUFFIX); }
 
 std::string storedFilePath(std::string_view name) {
     if (const auto refusal = refusalOfName(name)) throw platform::InvalidArgumentException(*refusal);
