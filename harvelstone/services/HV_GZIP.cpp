@@ -2,8 +2,8 @@
 
 #include "harvelstone/services/HV_GZIP.hpp"
 
+#include <array>
 #include <fmt/format.h>
-#include <vector>
 #define ZLIB_CONST  // input is only read
 #include <zlib.h>
 
@@ -24,7 +24,7 @@ constexpr int unknownSystem = 255;  // RFC 1952, OS
 
 /// zlib counts input in 32 bits, so a long text is fed piece by piece.
 constexpr std::size_t longestPiece = std::size_t{1} << 24;
-constexpr std::size_t outputPiece = std::size_t{1} << 16;
+constexpr std::size_t outputPiece = std::size_t{1} << 14;
 
 /// A deflate stream that is ended whatever happens.
 class GzipStream {
@@ -40,14 +40,14 @@ class GzipStream {
     GzipStream(const GzipStream&) = delete;
     GzipStream& operator=(const GzipStream&) = delete;
 
-    /// Compresses the piece, and the rest that zlib still holds if it is the last; appends what comes out.
-    void compress(std::string_view piece, bool isLast, std::string& output) {
+    /// Compresses the piece, and at the finish the rest that zlib still holds; appends what comes out.
+    void compress(std::string_view piece, int flush, std::string& output) {
         stream_.next_in = reinterpret_cast<const Bytef*>(piece.data());
         stream_.avail_in = static_cast<uInt>(piece.size());
         do {
             stream_.next_out = buffer_.data();
             stream_.avail_out = static_cast<uInt>(buffer_.size());
-            deflate(&stream_, isLast ? Z_FINISH : Z_NO_FLUSH);  // cannot fail with a live stream and room to write
+            deflate(&stream_, flush);  // cannot fail with a live stream and room to write
             output.append(reinterpret_cast<const char*>(buffer_.data()), buffer_.size() - stream_.avail_out);
         } while (stream_.avail_out == 0);
     }
@@ -55,20 +55,24 @@ class GzipStream {
   private:
     z_stream stream_{};
     gz_header header_{};
-    std::vector<Bytef> buffer_ = std::vector<Bytef>(outputPiece);
+    std::array<Bytef, outputPiece> buffer_;  // zlib fills it
 };
 
 }  // namespace
 
 std::string HV_GZIP::gzippedData(std::string_view bytes) const {
+    return gzippedPieces([&] {
+        const auto piece = bytes.substr(0, longestPiece);
+        bytes.remove_prefix(piece.size());
+        return piece;
+    });
+}
+
+std::string HV_GZIP::gzippedPieces(const std::function<std::string_view()>& nextPiece) const {
     GzipStream stream;
     std::string output;
-    std::size_t done = 0;
-    do {
-        const auto piece = bytes.substr(done, longestPiece);
-        done += piece.size();
-        stream.compress(piece, /*isLast=*/done == bytes.size(), output);
-    } while (done < bytes.size());
+    for (auto piece = nextPiece(); !piece.empty(); piece = nextPiece()) stream.compress(piece, Z_NO_FLUSH, output);
+    stream.compress({}, Z_FINISH, output);
     return output;
 }
 

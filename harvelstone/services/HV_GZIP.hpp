@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -11,6 +12,9 @@ class HV_GZIP {
     /// The bytes as one gzip stream (RFC 1952), without name and time. Raises platform::Exception when there is no
     /// memory.
     std::string gzippedData(std::string_view bytes) const;
+
+    /// The same for bytes that come piece by piece; an empty piece is their end.
+    std::string gzippedPieces(const std::function<std::string_view()>& nextPiece) const;
 };
 
 }  // namespace harvelstone

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
 
 #include "harvelstone/document/DocumentManager.hpp"
 
@@ -12,35 +11,42 @@ namespace harvelstone {
 
 namespace {
 
-constexpr std::array<bool, 256> passingBytes() {
-    std::array<bool, 256> passing{};
-    constexpr std::string_view bytes = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
-    for (const char byte : bytes) passing[static_cast<unsigned char>(byte)] = true;
-    return passing;
+/// What stands for a byte.
+struct Code {
+    std::array<char, 3> text{};
+    unsigned char length = 0;
+};
+
+constexpr std::array<Code, 256> allCodes() {
+    constexpr std::string_view passing = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    std::array<Code, 256> codes{};
+    for (std::size_t byte = 0; byte < codes.size(); ++byte)
+        codes[byte] = {{'%', digits[byte / 16], digits[byte % 16]}, 3};
+    for (const char byte : passing) codes[static_cast<unsigned char>(byte)] = {{byte}, 1};
+    return codes;
 }
 
-/// The bytes that stand for themselves.
-constexpr auto passing = passingBytes();
-
-constexpr bool passes(char byte) { return passing[static_cast<unsigned char>(byte)]; }
+constexpr auto codes = allCodes();
 
 }  // namespace
 
-std::string percentEncoded(std::string_view text) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    const auto escapes = static_cast<std::size_t>(std::count_if(text.begin(), text.end(), std::not_fn(passes)));
-    std::string encoded(text.size() + 2 * escapes, '%');
-    auto out = encoded.begin();
-    for (const char byte : text) {
-        if (passes(byte)) {
-            *out++ = byte;
-            continue;
-        }
-        const auto bits = static_cast<unsigned char>(byte);
-        ++out;  // over the "%" that stands there
-        *out++ = digits[bits >> 4U];
-        *out++ = digits[bits & 0xFU];
+std::string_view PercentEncoder::next() {
+    const auto input = rest_.substr(0, longestInput);
+    rest_.remove_prefix(input.size());
+    auto* end = piece_.data();
+    for (const char byte : input) {
+        const auto& code = codes[static_cast<unsigned char>(byte)];
+        // The whole of it, whatever its length: the next one goes over what is too much.
+        end = std::copy(code.text.begin(), code.text.end(), end) - code.text.size() + code.length;
     }
+    return {piece_.data(), end};
+}
+
+std::string percentEncoded(std::string_view text) {
+    PercentEncoder encoder(text);
+    std::string encoded;
+    for (auto piece = encoder.next(); !piece.empty(); piece = encoder.next()) encoded += piece;
     return encoded;
 }
 

@@ -43,7 +43,8 @@ void startUpload(const UploadKind& kind, const std::string& json, const std::opt
                  ReplyHandler replyHandler) {
     BSDebugger::log([&] { return fmt::format("{}[SDK->SERVER] {}{}", kind.logTag, json, kind.outgoingEnd); });
     // What is percent-encoded is ASCII, so its UTF-8 bytes are the text itself.
-    auto body = HV_GZIP().gzippedData(percentEncoded(json));
+    PercentEncoder encoder(json);
+    auto body = HV_GZIP().gzippedPieces([&] { return encoder.next(); });
 
     platform::HttpRequest request;
     request.url = urlOf(targetUri);
