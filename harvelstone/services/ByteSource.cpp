@@ -33,8 +33,9 @@ platform::Result<std::string_view> FileSource::at(std::uint64_t offset, std::siz
         buffer_.erase(0, dropped);
         base_ += dropped;
         start -= dropped;
-        if (auto done = readOn(start + std::max(wanted, chunk_)); !done) return done.error();
-        chunk_ = std::min(2 * chunk_, largestChunk);
+        const auto target = start + std::max(wanted, chunk_);
+        if (auto done = readOn(target); !done) return done.error();
+        if (buffer_.size() == target) chunk_ = std::min(2 * chunk_, largestChunk);
     }
     return std::string_view(buffer_).substr(start);
 }

@@ -45,7 +45,7 @@ class FileSource final : public ByteSource {
     platform::File& file_;
     std::string buffer_;  // the file's bytes from base_ on
     std::uint64_t base_ = 0;
-    std::size_t chunk_ = 16U << 10U;  // doubled up to a limit, so that a short file costs little
+    std::size_t chunk_ = 16U << 10U;  // doubled up to a limit while there is more to read
 };
 
 }  // namespace harvelstone
