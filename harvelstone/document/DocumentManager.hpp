@@ -219,7 +219,7 @@ class DocumentManager {
     // ---- Page merging: records/page_merging.cpp ----
 
     /// Folds each run of short page records into one summary; complete records stay as they are.
-    List mergePages(const List& pages);
+    List mergePages(List pages);
 
     // ---- Transmission ----
 

@@ -61,18 +61,18 @@ class Summary {
 
 }  // namespace
 
-List DocumentManager::mergePages(const List& pages) {
+List DocumentManager::mergePages(List pages) {
     static platform::NeverDestroyed<const Dictionary> noKeys;
     List merged;
     auto summary = Summary::seeded();
-    for (const auto& page : pages) {
+    for (auto& page : pages) {
         const auto& record = page.dictionary() != nullptr ? *page.dictionary() : *noKeys;
         if (record.size() < keysOfACompleteRecord) {
             summary.fold(record);
             continue;
         }
         summary.appendTo(merged);
-        merged.push_back(page);
+        merged.push_back(std::move(page));
         summary = Summary::fromNow();
     }
     summary.appendTo(merged);

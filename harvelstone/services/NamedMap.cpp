@@ -129,6 +129,13 @@ bool NamedMap::has(std::string_view key) const {
     return found != values_.end() && !found->second.isNull();
 }
 
+bool NamedMap::answers(const std::function<bool(const Dictionary& held)>& question) const {
+    LaterLines lines;
+    const std::lock_guard lock(valuesMutex_);
+    loadLocked(lines);
+    return question(values_);
+}
+
 Dictionary NamedMap::getMutableDictionary(std::string_view key) const {
     auto value = get(key);
     if (!value || !value->dictionary()) return {};
@@ -164,7 +171,7 @@ void NamedMap::putAll(Dictionary&& members) {
     update([&](const Dictionary&) { return std::move(members); });
 }
 
-void NamedMap::update(const std::function<Dictionary(const Dictionary& held)>& membersToPut) {
+void NamedMap::update(const std::function<Dictionary(Dictionary& held)>& membersToPut) {
     const StorageBatch scope;
     LaterLines lines;
     {

@@ -3,6 +3,9 @@
 
 #include "harvelstone/transmit/document_assembly.hpp"
 
+#include <algorithm>
+#include <array>
+#include <iterator>
 #include <utility>
 
 #include "harvelstone/platform/Exception.hpp"
@@ -19,10 +22,10 @@ namespace {
 
 bool isNewVisit(const Dictionary& session) { return findValue(session, StaticValues::PARAM_VISIT_NEW()) == Value("Y"); }
 
-List recordsIn(const Dictionary& members, const std::string& key) {
+/// A null pointer where there is no list.
+const List* recordsIn(const Dictionary& members, const std::string& key) {
     const auto found = members.find(key);
-    const List* records = found == members.end() ? nullptr : found->second.list();
-    return records ? *records : List();
+    return found == members.end() ? nullptr : found->second.list();
 }
 
 /// What a pass has taken out of a document's queues.
@@ -34,12 +37,14 @@ struct Drained {
     List revenues;
     List pushes;
 
-    /// The sections once this is in them, behind what another pass has put there meanwhile. Only one push counts.
-    Dictionary addedTo(const Dictionary& held) const {
+    /// The sections once this is in them, behind what another pass has put there meanwhile. Only one push counts. The
+    /// records move there.
+    Dictionary addedTo(const Dictionary& held) {
         Dictionary sections;
-        const auto append = [&](const TypeConstant& type, const List& records) {
-            auto all = recordsIn(held, type.typeValue());
-            all.insert(all.end(), records.begin(), records.end());
+        const auto append = [&](const TypeConstant& type, List& records) {
+            const auto* before = recordsIn(held, type.typeValue());
+            auto all = before ? *before : List();
+            all.insert(all.end(), std::move_iterator(records.begin()), std::move_iterator(records.end()));
             sections.emplace(type.typeValue(), std::move(all));
         };
         append(TrackType::TYPE_GOAL(), goals);
@@ -47,7 +52,7 @@ struct Drained {
         append(TrackType::TYPE_CLICK(), clicks);
         append(TrackType::TYPE_REVENUE(), revenues);
         const auto& pushKey = TrackType::TYPE_PUSH().typeValue();
-        if (!pushes.empty() && !held.contains(pushKey)) sections.emplace(pushKey, *pushes.front().dictionary());
+        if (!pushes.empty() && !held.contains(pushKey)) sections.emplace(pushKey, std::move(pushes.front()));
         return sections;
     }
 
@@ -80,13 +85,13 @@ void fillFromQueues(DocumentManager& manager, NamedMap& document, const std::str
     const auto queue = [&](const std::string& prefix) { return manager.getQueue(prefix, documentId); };
     Drained drained;
     drained.goals = queue(StaticValues::GOAL_FILE_PREFIX());
-    const auto pages = queue(StaticValues::PAGES_FILE_PREFIX());
+    auto pages = queue(StaticValues::PAGES_FILE_PREFIX());
+    drained.pageRecords = pages.size();
     try {
         // Merged at once: pages that cannot be merged leave the queues behind them untouched.
-        drained.pages = manager.mergePages(pages);
-        drained.pageRecords = pages.size();
+        drained.pages = manager.mergePages(std::move(pages));
     } catch (const platform::Exception&) {
-        countMergeFailure(documentId, pages.size());
+        countMergeFailure(documentId, drained.pageRecords);
         countAssembled(documentId, {{RecordKind::goal, drained.goals.size()}});
         document.update([&](const Dictionary& held) { return drained.addedTo(held); });  // the goals are sent later
         throw;
@@ -126,11 +131,19 @@ std::shared_ptr<NamedMap> assembled(DocumentManager& manager, std::shared_ptr<Na
 }
 
 bool hasConversionData(const NamedMap& document) {
-    if (isNewVisit(document.getMutableDictionary(TrackType::TYPE_SESSION().toString()))) return true;
-    for (const auto* type :
-         {&TrackType::TYPE_GOAL(), &TrackType::TYPE_PAGES(), &TrackType::TYPE_CLICK(), &TrackType::TYPE_REVENUE()})
-        if (!document.getMutableArray(type->typeValue()).empty()) return true;
-    return document.has(TrackType::TYPE_PUSH().typeValue());
+    return document.answers([](const Dictionary& held) {
+        const auto session = held.find(TrackType::TYPE_SESSION().toString());
+        if (session != held.end() && session->second.dictionary() && isNewVisit(*session->second.dictionary()))
+            return true;
+        const auto holdsRecords = [&](const TypeConstant* type) {
+            const auto* records = recordsIn(held, type->typeValue());
+            return records != nullptr && !records->empty();
+        };
+        const std::array lists{&TrackType::TYPE_GOAL(), &TrackType::TYPE_PAGES(), &TrackType::TYPE_CLICK(),
+                               &TrackType::TYPE_REVENUE()};
+        const auto push = held.find(TrackType::TYPE_PUSH().typeValue());
+        return std::any_of(lists.begin(), lists.end(), holdsRecords) || (push != held.end() && !push->second.isNull());
+    });
 }
 
 std::string payloadOf(DocumentManager& manager, std::shared_ptr<NamedMap> document) {
