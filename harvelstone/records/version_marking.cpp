@@ -3,8 +3,10 @@
 // (TYPE_GOAL, TYPE_REVENUE, TYPE_PAGES, TYPE_CLICK, TYPE_SESSION, TYPE_PUSH). Runs on the thread of the pass or, for
 // one record, of the caller.
 
+#include <algorithm>
 #include <cstddef>
 #include <fmt/format.h>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -12,6 +14,7 @@
 #include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/services/HarvelstoneCore.hpp"
 #include "harvelstone/services/StaticValues.hpp"
+#include "harvelstone/services/StorageBatch.hpp"
 #include "harvelstone/services/TrackType.hpp"
 
 namespace harvelstone {
@@ -36,28 +39,56 @@ constexpr MarkedSection markedSections[] = {
     {&TrackType::TYPE_PUSH, MarkedSection::Shape::oneRecord},
 };
 
-/// The section of stamped records; behind them those that an overlapping pass has appended since so many were read.
-Dictionary withNewest(const std::string& key, List records, std::size_t count, const Dictionary& held) {
-    const auto found = held.find(key);
-    const List* now = found == held.end() ? nullptr : found->second.list();
-    if (now != nullptr && now->size() > count)
-        records.insert(records.end(), now->begin() + static_cast<std::ptrdiff_t>(count), now->end());
-    Dictionary section;
-    section.emplace(key, std::move(records));
-    return section;
+/// A copy of the next records, behind so many; empty at the end. An element that is no record raises
+/// platform::InvalidArgumentException before any is stamped.
+List nextRecords(const NamedMap& document, const std::string& key, std::size_t begin) {
+    constexpr std::size_t most = 64;
+    List records;
+    document.answers([&](const Dictionary& held) {
+        const auto section = held.find(key);
+        const auto* all = section == held.end() ? nullptr : section->second.list();
+        if (all == nullptr || all->size() <= begin) return false;
+        const auto isRecord = [](const Value& value) { return value.dictionary() != nullptr; };
+        if (begin == 0 && !std::all_of(all->begin(), all->end(), isRecord))
+            throw platform::InvalidArgumentException("an element of the records is no dictionary");
+        const auto end = std::min(all->size(), begin + most);
+        const auto first = all->begin();
+        records.assign(first + static_cast<std::ptrdiff_t>(begin), first + static_cast<std::ptrdiff_t>(end));
+        return true;
+    });
+    return records;
+}
+
+/// Puts those records where the ones stand that they were made of; an empty list where there is none.
+Dictionary replaceRecords(Dictionary& held, const std::string& key, std::size_t begin, List& records) {
+    const auto section = held.find(key);
+    auto* all = section == held.end() ? nullptr : section->second.list();
+    if (all == nullptr || all->size() < begin + records.size()) return {{key, std::move(records)}};
+    std::move(records.begin(), records.end(), all->begin() + static_cast<std::ptrdiff_t>(begin));
+    return {};
+}
+
+/// Some records at a time: a long section is not in memory twice.
+void markRecords(DocumentManager& manager, NamedMap& document, const std::string& key) {
+    const StorageBatch batch;
+    std::size_t begin = 0;
+    std::size_t count = 0;
+    do {
+        auto records = nextRecords(document, key, begin);
+        count = records.size();
+        manager.markVersionArr(records);
+        document.update([&](Dictionary& held) { return replaceRecords(held, key, begin, records); });
+        begin += count;
+    } while (count > 0);
 }
 
 void markSection(DocumentManager& manager, NamedMap& document, const MarkedSection& section) {
     const auto& key = section.type().typeValue();
     if (!document.has(key)) return;
     switch (section.shape) {
-        case MarkedSection::Shape::records: {
-            auto records = document.getMutableArray(key);
-            const auto count = records.size();
-            manager.markVersionArr(records);
-            document.update([&](const Dictionary& held) { return withNewest(key, std::move(records), count, held); });
+        case MarkedSection::Shape::records:
+            markRecords(manager, document, key);
             return;
-        }
         case MarkedSection::Shape::oneRecord: {
             auto record = document.getMutableDictionary(key);
             document.putDictionary(key, std::move(manager.markVersionToJson(record)));
@@ -76,11 +107,10 @@ Dictionary& DocumentManager::markVersionToJson(Dictionary& record) {
 
 List& DocumentManager::markVersionArr(List& records) {
     for (std::size_t i = 0; i < records.size(); ++i) {
-        const auto* record = records[i].dictionary();
+        auto* record = records[i].dictionary();
         if (record == nullptr)
             throw platform::InvalidArgumentException(fmt::format("element {} of the records is no dictionary", i));
-        auto copy = *record;
-        records[i] = std::move(markVersionToJson(copy));
+        markVersionToJson(*record);
     }
     return records;
 }
