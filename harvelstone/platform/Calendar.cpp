@@ -1,10 +1,12 @@
 #include "harvelstone/platform/Calendar.hpp"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
 #include <mutex>
+#include <optional>
 
 #include "harvelstone/platform/Fork.hpp"
 
@@ -30,6 +32,23 @@ void put(std::string& text, std::size_t lastDigit, int number) {
     for (auto place = lastDigit; number > 0; --place, number /= 10) text[place] = static_cast<char>('0' + number % 10);
 }
 
+/// A device that travels changes its zone while the app runs. Without the variable TZ the C library looks at a file
+/// each time, which takes longer than all the rest of a date: then a look a second is enough. Called with the lock
+/// held.
+void followZone() {
+    using std::chrono::steady_clock;
+    static std::optional<steady_clock::time_point> looked;
+    const auto now = steady_clock::now();
+    const bool isFresh = looked && now - *looked < std::chrono::seconds(1);
+    if (std::getenv("TZ") != nullptr)
+        looked.reset();
+    else if (isFresh)
+        return;
+    else
+        looked = now;
+    tzset();
+}
+
 std::string offsetText(int utcOffset) {
     const auto seconds = std::abs(utcOffset);
     std::string text = utcOffset < 0 ? "-00:00" : "+00:00";
@@ -46,7 +65,7 @@ CivilTime civilTime(double secondsSince1970) {
     {
         // The C library's zone has a lock of its own, which no fork looks after and the thread sanitizer does not see.
         const std::lock_guard lock(heldAcrossFork());
-        tzset();  // a device that travels changes its zone while the app runs
+        followZone();
         localtime_r(&time, &local);
     }
     return {.year = local.tm_year + firstYearOfTm,
