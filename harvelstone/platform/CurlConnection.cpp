@@ -214,8 +214,21 @@ class CurlConnection::Transfer {
 
     void setBody() {
         constexpr curl_off_t unknown = -1;  // goes out chunked
-        set(CURLOPT_POSTFIELDSIZE_LARGE, request_.body ? declaredLength(request_).value_or(unknown) : curl_off_t{0});
+        const auto length = request_.body ? declaredLength(request_).value_or(unknown) : curl_off_t{0};
+        set(CURLOPT_POSTFIELDSIZE_LARGE, length);
         set(CURLOPT_HTTPHEADER, headers_.get());
+        if (request_.body && length > 0 && length <= longestWithHead) setWholeBody(static_cast<std::size_t>(length));
+    }
+
+    /// libcurl sends a body that it has in memory in one packet with the head.
+    void setWholeBody(std::size_t length) {
+        wholeBody_.resize(length);
+        for (std::size_t filled = 0; filled < length;) {
+            const auto count = exchange_.readBody(std::span(wholeBody_).subspan(filled));
+            if (!count) return;  // the exchange knows why, and does not begin
+            filled += *count;
+        }
+        set(CURLOPT_POSTFIELDS, wholeBody_.data());
     }
 
     void setCallbacks() {
@@ -239,11 +252,14 @@ class CurlConnection::Transfer {
 
     CURLcode drive() const;
 
+    static constexpr curl_off_t longestWithHead = 32 * 1024;
+
     Handles& handles_;
     const HttpRequest& request_;
     const std::string url_;
     const HeaderLines headers_;
     HttpExchange exchange_;
+    std::string wholeBody_;
     std::array<char, CURL_ERROR_SIZE> errorText_{};
 };
 
