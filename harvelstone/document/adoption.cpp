@@ -1,6 +1,7 @@
 // Takes over what forked children left: the files of their documents, and the pending list that their document DB map
 // holds under DOCUMENT_TARGET_NAME. Empties and deletes their folders. Runs on the thread that makes a document.
 
+#include <atomic>
 #include <cstddef>
 #include <optional>
 #include <set>
@@ -11,6 +12,8 @@
 #include "harvelstone/document/DocumentManager.hpp"
 #include "harvelstone/document/document_names.hpp"
 #include "harvelstone/platform/FolderClaim.hpp"
+#include "harvelstone/platform/Fork.hpp"
+#include "harvelstone/platform/PerProcess.hpp"
 #include "harvelstone/platform/Platform.hpp"
 #include "harvelstone/services/StaticValues.hpp"
 #include "harvelstone/services/StorageFolder.hpp"
@@ -19,6 +22,13 @@
 namespace harvelstone {
 
 namespace {
+
+/// Whether the latest look at the storage folder has found none that a child of this process, or of one before, has
+/// made.
+struct LatestLook {
+    std::atomic<bool> foundNone = false;
+};
+constinit platform::PerProcess<LatestLook> latestLook;
 
 /// The documents that wait in that folder, with their account; absent when they cannot be read.
 std::optional<DocumentNames> namesIn(const std::string& folder) {
@@ -80,12 +90,13 @@ void adopt(const std::string& name) {
 }  // namespace
 
 void adoptForkedDocuments() {
-    if (parentsStorageFolder()) return;
-    const auto files = platform::Platform::current().fileSystem->list(storageFolder());
+    if (parentsStorageFolder() || (latestLook->foundNone && !platform::hasForked())) return;
+    auto files = platform::Platform::current().fileSystem->list(storageFolder());
     if (!files) return;
+    std::erase_if(*files, [](const auto& file) { return !isForkedFolder(file); });
+    latestLook->foundNone = files->empty();
     forgetAdoptedBut(*files);
-    for (const auto& file : *files)
-        if (isForkedFolder(file)) adopt(file);
+    for (const auto& file : *files) adopt(file);
 }
 
 }  // namespace harvelstone

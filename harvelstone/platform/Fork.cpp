@@ -12,6 +12,7 @@ namespace {
 
 constinit std::atomic<unsigned> generation = 0;
 constinit std::atomic<unsigned> generationThatTookOver = 0;
+constinit std::atomic<bool> hasChild = false;
 constinit std::atomic<bool> outOfAction = false;
 constinit std::atomic<void (*)()> startUpOutOfAction = nullptr;
 constinit thread_local int hostCalls = 0;
@@ -20,21 +21,28 @@ constinit NeverDestroyed<std::mutex> forkMutex;
 // Far more than are ever locked at once; one that finds no place stays open in the child, as long as that lives.
 constinit std::array<std::atomic<int>, 64> lockedDescriptors{};  // each one higher, so that 0 is a free place
 
+void goOnAsParent() {
+    forkMutex->unlock();
+    hasChild = true;
+}
+
 /// Only what a child of a process with several threads may do.
 void startAsChild() {
     forkMutex->unlock();
     for (auto& place : lockedDescriptors)
         if (const int number = place.exchange(0); number != 0) close(number - 1);
+    hasChild = false;
     if (hostCalls > 0) outOfAction = true;
     ++generation;
 }
 
-[[maybe_unused]] const int isWatching =
-    pthread_atfork([] { forkMutex->lock(); }, [] { forkMutex->unlock(); }, startAsChild);
+[[maybe_unused]] const int isWatching = pthread_atfork([] { forkMutex->lock(); }, goOnAsParent, startAsChild);
 
 }  // namespace
 
 unsigned processGeneration() noexcept { return generation.load(std::memory_order_relaxed); }
+
+bool hasForked() noexcept { return hasChild.load(std::memory_order_relaxed); }
 
 void takeOverFromParent() noexcept { generationThatTookOver = processGeneration(); }
 

@@ -12,6 +12,9 @@ namespace harvelstone::platform {
 /// How many forks lie between this process and the one that the library was loaded into.
 unsigned processGeneration() noexcept;
 
+/// Whether this process has made a child.
+bool hasForked() noexcept;
+
 /// Says, in a child, that its parent has done with the library, as one that turns itself into a daemon: this process
 /// goes on where the parent stopped, on disk and not in memory. To be called before any other use.
 void takeOverFromParent() noexcept;
