@@ -25,12 +25,20 @@ bool isTooOld(const std::string& path, double now) {
     return attributes && platform::wholeHoursBetween(attributes->modificationDate, now) > MAX_LEFE_TIME_JSONFILE;
 }
 
+/// Those among the names of the folder's files.
+std::vector<std::string> oldFiles(std::vector<std::string> names, double now) {
+    std::erase_if(names, [&](const std::string& name) {
+        return !name.ends_with(FILE_SUFFIX) || isLongLivedStore(storedName(name)) ||
+               !isTooOld(storageFolder() + name, now);
+    });
+    return names;
+}
+
 /// With one commit for all, before the first of them is deleted.
-void countOldQueues(const std::vector<std::string>& files, double now) {
+void countQueues(const std::vector<std::string>& files) {
     std::vector<std::string> names;
     for (const auto& file : files)
-        if (const auto name = storedName(file); isQueueName(name) && isTooOld(storageFolder() + file, now))
-            names.emplace_back(name);
+        if (const auto name = storedName(file); isQueueName(name)) names.emplace_back(name);
     countBeforeDeletion(names, prunedUnread);
 }
 
@@ -38,14 +46,14 @@ void countOldQueues(const std::vector<std::string>& files, double now) {
 
 void DocumentManager::deleteOldestJsonFile() {
     try {
-        const auto& folder = storageFolder();
-        const auto names = platform::Platform::current().fileSystem->list(folder);
+        auto names = platform::Platform::current().fileSystem->list(storageFolder());
         if (!names) return;
         const double now = BSUtil::currentTimeMillis();
-        countOldQueues(*names, now);
-        for (const auto& name : *names) {
-            const auto path = fmt::format("{}{}", folder, name);
-            if (!name.ends_with(FILE_SUFFIX) || !isTooOld(path, now) || isLongLivedStore(storedName(name))) continue;
+        const auto files = oldFiles(*std::move(names), now);
+        countQueues(files);
+        for (const auto& file : files) {
+            const auto path = storageFolder() + file;
+            if (!isTooOld(path, now)) continue;  // written meanwhile
             deleteFile(path, prunedUnread);
             BSDebugger::log(fmt::format("documentManager.deleteOldestJsonFile : {}", path));
         }
