@@ -77,6 +77,7 @@ std::optional<Value> findValue(const Dictionary& dictionary, std::string_view ke
 
 // Level by level, so that it can judge a value that is nested too deep for a recursion.
 std::size_t nestingDepth(const Value& value) {
+    if (value.list() == nullptr && value.dictionary() == nullptr) return 0;  // most of them
     std::vector<const Value*> level{&value};
     for (std::size_t depth = 0;; ++depth) {
         std::vector<const Value*> nextLevel;
