@@ -46,6 +46,7 @@ std::string_view PercentEncoder::next() {
 std::string percentEncoded(std::string_view text) {
     PercentEncoder encoder(text);
     std::string encoded;
+    encoded.reserve(2 * text.size());  // JSON text needs less
     for (auto piece = encoder.next(); !piece.empty(); piece = encoder.next()) encoded += piece;
     return encoded;
 }
