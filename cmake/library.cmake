@@ -21,6 +21,7 @@ harvelstone_library(shared)
 # What a host may use is versioned; symbols that templates leave are not shown.
 set(symbol_versions "${PROJECT_SOURCE_DIR}/harvelstone/api/symbols.map")
 target_link_options(harvelstone_shared PRIVATE "LINKER:--version-script=${symbol_versions}")
+target_link_options(harvelstone_shared PRIVATE "$<$<CONFIG:Release>:LINKER:--gc-sections>")
 set_property(TARGET harvelstone_shared APPEND PROPERTY LINK_DEPENDS "${symbol_versions}")
 
 # A plug-in of a host that has the static library inside shows none of it.
