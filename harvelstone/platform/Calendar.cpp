@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <ctime>
 #include <mutex>
-#include <optional>
 
 #include "harvelstone/platform/Fork.hpp"
+#include "harvelstone/platform/ZoneWatch.hpp"
 
 namespace harvelstone::platform {
 namespace {
@@ -32,21 +32,10 @@ void put(std::string& text, std::size_t lastDigit, int number) {
     for (auto place = lastDigit; number > 0; --place, number /= 10) text[place] = static_cast<char>('0' + number % 10);
 }
 
-/// A device that travels changes its zone while the app runs. Without the variable TZ the C library looks at a file
-/// each time, which takes longer than all the rest of a date: then a look a second is enough. Called with the lock
-/// held.
+/// Called with the lock held.
 void followZone() {
-    using std::chrono::steady_clock;
-    static std::optional<steady_clock::time_point> looked;
-    const auto now = steady_clock::now();
-    const bool isFresh = looked && now - *looked < std::chrono::seconds(1);
-    if (std::getenv("TZ") != nullptr)
-        looked.reset();
-    else if (isFresh)
-        return;
-    else
-        looked = now;
-    tzset();
+    static constinit ZoneWatch watch;
+    if (watch.isLookDue(std::getenv("TZ") != nullptr, std::chrono::steady_clock::now())) tzset();
 }
 
 std::string offsetText(int utcOffset) {

@@ -16,7 +16,8 @@ struct CivilTime {
     int utcOffset = 0;  ///< seconds east of Greenwich; ignored by `secondsSince1970`
 };
 
-/// The local date and time at that moment, by the host's time zone.
+/// The local date and time at that moment, by the host's time zone. A change of the variable TZ counts at once, one of
+/// the system's zone within a second.
 CivilTime civilTime(double secondsSince1970);
 
 /// The moment of a local date and time. Fields beyond their range carry over (day 32 of January is 1 February), and

@@ -139,6 +139,13 @@ TEST_F(CalendarTest, KeepsTheDateOfAWildTimeReadable) {
     EXPECT_EQ(dateString(std::nan("")), "1970-01-01T00:00:00+00:00");
 }
 
+TEST_F(CalendarTest, KeepsFourDigitsForTheYearInAZoneFarAhead) {
+    moveTo("<far>-24:59");
+    EXPECT_EQ(dateString(1e300), "9999-01-01T00:59:00+24:59");
+    moveTo("<back>24:59");
+    EXPECT_EQ(dateString(-1e300), "0000-12-31T23:01:00-24:59");
+}
+
 TEST_F(CalendarTest, TellsTheZoneAsAnOffset) {
     const double winter = 1'795'266'189;
     const double summer = 1'782'856'800;
