@@ -14,7 +14,6 @@
 #include "harvelstone/platform/Exception.hpp"
 #include "harvelstone/services/HarvelstoneCore.hpp"
 #include "harvelstone/services/StaticValues.hpp"
-#include "harvelstone/services/StorageBatch.hpp"
 #include "harvelstone/services/TrackType.hpp"
 
 namespace harvelstone {
@@ -39,56 +38,49 @@ constexpr MarkedSection markedSections[] = {
     {&TrackType::TYPE_PUSH, MarkedSection::Shape::oneRecord},
 };
 
-/// A copy of the next records, behind so many; empty at the end. An element that is no record raises
-/// platform::InvalidArgumentException before any is stamped.
-List nextRecords(const NamedMap& document, const std::string& key, std::size_t begin) {
-    constexpr std::size_t most = 64;
-    List records;
-    document.answers([&](const Dictionary& held) {
+/// A stamp to come for each element of that list. For one that is no record it is none, and will be refused.
+List blankStamps(const NamedMap& document, const std::string& key) {
+    List stamps;
+    document.read([&](const Dictionary& held) {
         const auto section = held.find(key);
-        const auto* all = section == held.end() ? nullptr : section->second.list();
-        if (all == nullptr || all->size() <= begin) return false;
-        const auto isRecord = [](const Value& value) { return value.dictionary() != nullptr; };
-        if (begin == 0 && !std::all_of(all->begin(), all->end(), isRecord))
-            throw platform::InvalidArgumentException("an element of the records is no dictionary");
-        const auto end = std::min(all->size(), begin + most);
-        const auto first = all->begin();
-        records.assign(first + static_cast<std::ptrdiff_t>(begin), first + static_cast<std::ptrdiff_t>(end));
-        return true;
+        const auto* records = section == held.end() ? nullptr : section->second.list();
+        if (records == nullptr) return;
+        for (const auto& record : *records)
+            stamps.push_back(record.dictionary() ? Value(Dictionary()) : Value(nullptr));
     });
-    return records;
+    return stamps;
 }
 
-/// Puts those records where the ones stand that they were made of; an empty list where there is none.
-Dictionary replaceRecords(Dictionary& held, const std::string& key, std::size_t begin, List& records) {
+/// Moves everything else over to the stamp, and all of it to the record's place: nothing is copied, nothing can raise.
+void putStamp(Dictionary& record, Dictionary& stamp) {
+    stamp.merge(record);
+    record = std::move(stamp);
+}
+
+/// Stamps all records of the list in one step, where they stand, so that a long list is not in memory twice. Those that
+/// an overlapping pass has appended since the stamps were made stay without. What is no list becomes an empty one.
+void stampRecords(Dictionary& held, const std::string& key, List& stamps) {
     const auto section = held.find(key);
-    auto* all = section == held.end() ? nullptr : section->second.list();
-    if (all == nullptr || all->size() < begin + records.size()) return {{key, std::move(records)}};
-    std::move(records.begin(), records.end(), all->begin() + static_cast<std::ptrdiff_t>(begin));
-    return {};
-}
-
-/// Some records at a time: a long section is not in memory twice.
-void markRecords(DocumentManager& manager, NamedMap& document, const std::string& key) {
-    const StorageBatch batch;
-    std::size_t begin = 0;
-    std::size_t count = 0;
-    do {
-        auto records = nextRecords(document, key, begin);
-        count = records.size();
-        manager.markVersionArr(records);
-        document.update([&](Dictionary& held) { return replaceRecords(held, key, begin, records); });
-        begin += count;
-    } while (count > 0);
+    if (section == held.end()) return;
+    auto* records = section->second.list();
+    if (records == nullptr) {
+        section->second = List();
+        return;
+    }
+    for (std::size_t i = 0; i < std::min(records->size(), stamps.size()); ++i)
+        if (auto* record = (*records)[i].dictionary()) putStamp(*record, *stamps[i].dictionary());
 }
 
 void markSection(DocumentManager& manager, NamedMap& document, const MarkedSection& section) {
     const auto& key = section.type().typeValue();
     if (!document.has(key)) return;
     switch (section.shape) {
-        case MarkedSection::Shape::records:
-            markRecords(manager, document, key);
+        case MarkedSection::Shape::records: {
+            auto stamps = blankStamps(document, key);
+            manager.markVersionArr(stamps);
+            document.change([&](Dictionary& held) { stampRecords(held, key, stamps); });
             return;
+        }
         case MarkedSection::Shape::oneRecord: {
             auto record = document.getMutableDictionary(key);
             document.putDictionary(key, std::move(manager.markVersionToJson(record)));
@@ -107,10 +99,11 @@ Dictionary& DocumentManager::markVersionToJson(Dictionary& record) {
 
 List& DocumentManager::markVersionArr(List& records) {
     for (std::size_t i = 0; i < records.size(); ++i) {
-        auto* record = records[i].dictionary();
+        const auto* record = records[i].dictionary();
         if (record == nullptr)
             throw platform::InvalidArgumentException(fmt::format("element {} of the records is no dictionary", i));
-        markVersionToJson(*record);
+        auto copy = *record;
+        records[i] = std::move(markVersionToJson(copy));
     }
     return records;
 }

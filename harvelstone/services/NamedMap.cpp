@@ -129,11 +129,11 @@ bool NamedMap::has(std::string_view key) const {
     return found != values_.end() && !found->second.isNull();
 }
 
-bool NamedMap::answers(const std::function<bool(const Dictionary& held)>& question) const {
+void NamedMap::read(const std::function<void(const Dictionary& held)>& reader) const {
     LaterLines lines;
     const std::lock_guard lock(valuesMutex_);
     loadLocked(lines);
-    return question(values_);
+    reader(values_);
 }
 
 Dictionary NamedMap::getMutableDictionary(std::string_view key) const {
@@ -171,18 +171,24 @@ void NamedMap::putAll(Dictionary&& members) {
     update([&](const Dictionary&) { return std::move(members); });
 }
 
-void NamedMap::update(const std::function<Dictionary(Dictionary& held)>& membersToPut) {
+void NamedMap::update(const std::function<Dictionary(const Dictionary& held)>& membersToPut) {
+    change([&](Dictionary& held) {
+        auto members = membersToPut(held);
+        refuseTooDeep(members);
+        for (auto& [key, value] : members) {
+            const Value sound(key);  // a key's bad bytes are repaired like any text's
+            held.insert_or_assign(*sound.string(), std::move(value));
+        }
+    });
+}
+
+void NamedMap::change(const std::function<void(Dictionary& held)>& changer) {
     const StorageBatch scope;
     LaterLines lines;
     {
         const std::lock_guard lock(valuesMutex_);
         loadLocked(lines);
-        auto members = membersToPut(values_);
-        refuseTooDeep(members);
-        for (auto& [key, value] : members) {
-            const Value sound(key);  // a key's bad bytes are repaired like any text's
-            values_.insert_or_assign(*sound.string(), std::move(value));
-        }
+        changer(values_);
         ++version_;
     }
     storage_batch::touch(shared_from_this());

@@ -46,8 +46,8 @@ class NamedMap : public std::enable_shared_from_this<NamedMap> {
     /// The stored value; absent for a missing key.
     std::optional<Value> get(std::string_view key) const;
     bool has(std::string_view key) const;
-    /// The function's answer about the members that are there, without a copy of any. It runs with the map locked.
-    bool answers(const std::function<bool(const Dictionary& held)>& question) const;
+    /// Shows the members that are there, without a copy of any. The function runs with the map locked.
+    void read(const std::function<void(const Dictionary& held)>& reader) const;
 
     /// A copy to change; it reaches the map only through a put. Empty for a missing key or a value of another kind.
     Dictionary getMutableDictionary(std::string_view key) const;
@@ -63,9 +63,11 @@ class NamedMap : public std::enable_shared_from_this<NamedMap> {
     /// Several at once: whoever reads or writes the map finds all of them or none.
     void putAll(Dictionary&& members);
     /// Puts what the function makes of the members that are there, in one step: nothing is put in between. The function
-    /// runs with the map locked: it works on values alone. If it raises, nothing is changed. It may also change
-    /// what is held where it stands, if nothing raises from then on.
-    void update(const std::function<Dictionary(Dictionary& held)>& membersToPut);
+    /// runs with the map locked: it works on values alone. If it raises, nothing is changed.
+    void update(const std::function<Dictionary(const Dictionary& held)>& membersToPut);
+    /// The same for members that are changed where they stand, without a copy. From its first change on the function
+    /// must not raise, and what it makes of a value must be one that a put would take.
+    void change(const std::function<void(Dictionary& held)>& changer);
 
     /// Writes the map to its file now, whatever scope is open; nothing when the file holds this state already.
     void save();

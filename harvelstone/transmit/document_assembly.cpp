@@ -3,8 +3,6 @@
 
 #include "harvelstone/transmit/document_assembly.hpp"
 
-#include <algorithm>
-#include <array>
 #include <iterator>
 #include <utility>
 
@@ -121,6 +119,17 @@ void addServerTime(NamedMap& document) {
     document.putDictionary(sessionKey, std::move(session));
 }
 
+bool holdConversionData(const Dictionary& sections) {
+    const auto session = sections.find(TrackType::TYPE_SESSION().toString());
+    if (session != sections.end() && session->second.dictionary() && isNewVisit(*session->second.dictionary()))
+        return true;
+    for (const auto* type :
+         {&TrackType::TYPE_GOAL(), &TrackType::TYPE_PAGES(), &TrackType::TYPE_CLICK(), &TrackType::TYPE_REVENUE()})
+        if (const auto* records = recordsIn(sections, type->typeValue()); records && !records->empty()) return true;
+    const auto push = sections.find(TrackType::TYPE_PUSH().typeValue());
+    return push != sections.end() && !push->second.isNull();
+}
+
 }  // namespace
 
 std::shared_ptr<NamedMap> assembled(DocumentManager& manager, std::shared_ptr<NamedMap> document,
@@ -131,19 +140,9 @@ std::shared_ptr<NamedMap> assembled(DocumentManager& manager, std::shared_ptr<Na
 }
 
 bool hasConversionData(const NamedMap& document) {
-    return document.answers([](const Dictionary& held) {
-        const auto session = held.find(TrackType::TYPE_SESSION().toString());
-        if (session != held.end() && session->second.dictionary() && isNewVisit(*session->second.dictionary()))
-            return true;
-        const auto holdsRecords = [&](const TypeConstant* type) {
-            const auto* records = recordsIn(held, type->typeValue());
-            return records != nullptr && !records->empty();
-        };
-        const std::array lists{&TrackType::TYPE_GOAL(), &TrackType::TYPE_PAGES(), &TrackType::TYPE_CLICK(),
-                               &TrackType::TYPE_REVENUE()};
-        const auto push = held.find(TrackType::TYPE_PUSH().typeValue());
-        return std::any_of(lists.begin(), lists.end(), holdsRecords) || (push != held.end() && !push->second.isNull());
-    });
+    bool answer = false;
+    document.read([&](const Dictionary& held) { answer = holdConversionData(held); });
+    return answer;
 }
 
 std::string payloadOf(DocumentManager& manager, std::shared_ptr<NamedMap> document) {

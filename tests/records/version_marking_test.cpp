@@ -10,6 +10,7 @@
 #include "harvelstone/services/TinyMap.hpp"
 
 #include "tests/support/DocumentTest.hpp"
+#include "tests/support/peak_memory.hpp"
 
 namespace harvelstone::testing {
 namespace {
@@ -36,6 +37,15 @@ class VersionMarking : public DocumentTest {
 
     static std::shared_ptr<NamedMap> document() { return TinyMap::sharedInstance().get("a document"); }
     static const std::string& key(const TypeConstant& type) { return type.typeValue(); }
+
+    static List manyRecords() { return List(2'000, Dictionary{{"g3", 50}}); }
+    /// In the goals of the document, which are none or many.
+    static void expectAllStampedOrNone() {
+        const auto goals = document()->getMutableArray(key(TrackType::TYPE_GOAL()));
+        const auto count =
+            std::ranges::count_if(goals, [](const Value& goal) { return goal.dictionary()->size() > 1; });
+        EXPECT_TRUE(count == 0 || count == std::ssize(goals)) << count;
+    }
 };
 
 TEST_F(VersionMarking, ARecordIsStampedInPlaceAndReturned) {
@@ -179,6 +189,54 @@ TEST_F(VersionMarking, TheRecordsOfOneListMayGetDifferentVersions) {
     }
     EXPECT_TRUE(isEnough.exchange(true));
     host.join();
+}
+
+TEST_F(VersionMarking, AListIsSeenStampedAsAWholeOrNotAtAll) {
+    std::atomic<bool> isEnough = false;
+    std::thread other([&] {
+        while (!isEnough) expectAllStampedOrNone();
+    });
+    {
+        const StorageBatch batch;
+        for (int tries = 0; tries < 20; ++tries) {
+            document()->putMutableArray(key(TrackType::TYPE_GOAL()), manyRecords());
+            manager().markVersionInfo(document());
+        }
+    }
+    isEnough = true;
+    other.join();
+}
+
+TEST_F(VersionMarking, AFailureInTheMiddleOfAListLeavesAllOfItAsItWas) {
+    std::atomic<bool> isEnough = false;
+    std::thread host([&] {
+        for (bool hasVersion = false; !isEnough; hasVersion = !hasVersion)
+            setAppVersion(hasVersion ? Value("3.1") : Value(nullptr));
+    });
+    for (int tries = 0; tries < 20; ++tries) {
+        const StorageBatch batch;
+        document()->putMutableArray(key(TrackType::TYPE_GOAL()), manyRecords());
+        manager().markVersionInfo(document());
+        expectAllStampedOrNone();
+    }
+    isEnough = true;
+    host.join();
+}
+
+TEST_F(VersionMarking, ALongListIsNotInMemoryTwice) {
+    const StorageBatch batch;
+    const auto ofList = memoryPeakDuring([] {
+        document()->putMutableArray(key(TrackType::TYPE_PAGES()),
+                                    List(5'000, Dictionary{{"page", std::string(1'000, 'x')}}));
+    });
+    const auto ofMarking = memoryPeakDuring([&] { manager().markVersionInfo(document()); });
+    EXPECT_LE(ofMarking, ofList / 2);
+}
+
+TEST_F(VersionMarking, AListThatIsNoneBecomesAnEmptyOne) {
+    document()->putString(key(TrackType::TYPE_GOAL()), "no list");
+    manager().markVersionInfo(document());
+    EXPECT_EQ(document()->get(key(TrackType::TYPE_GOAL())), Value(List()));
 }
 
 TEST_F(VersionMarking, RecordsThatAreAppendedMeanwhileStay) {

@@ -89,6 +89,22 @@ TEST_F(NamedMapTest, StaysAsItWasWhenAnUpdateRaises) {
     EXPECT_EQ(disk->count("rename"), 0U);
 }
 
+TEST_F(NamedMapTest, ShowsWhatItsFileHolds) {
+    life([] { map("m")->putInt("a", 1); });
+    Dictionary shown;
+    map("m")->read([&](const Dictionary& held) { shown = held; });
+    EXPECT_EQ(shown, (Dictionary{{"a", 1}}));
+}
+
+TEST_F(NamedMapTest, StoresWhatIsChangedInItsPlace) {
+    life([] { map("m")->putMutableArray("list", {1, 2}); });
+    disk->clear();
+    map("m")->change([](Dictionary& held) { held.at("list").list()->back() = 3; });
+    EXPECT_EQ(map("m")->get("list"), Value(List{1, 3}));
+    EXPECT_EQ(machine.readFile("m.Harvelstone"), R"({"list":[1,3]})");
+    EXPECT_EQ(disk->count("rename"), 1U);
+}
+
 TEST_F(NamedMapTest, StoresOneJsonObject) {
     map("m")->putInt("b", 2);
     map("m")->putMutableArray("a", {nullptr, true});
