@@ -23,12 +23,8 @@ namespace harvelstone {
 
 namespace {
 
-/// Whether the latest look at the storage folder has found none that a child of this process, or of one before, has
-/// made.
-struct LatestLook {
-    std::atomic<bool> foundNone = false;
-};
-constinit platform::PerProcess<LatestLook> latestLook;
+/// Whether the latest look at the storage folder has found no folder of a child.
+constinit platform::PerProcess<std::atomic<bool>> hasFoundNone;
 
 /// The documents that wait in that folder, with their account; absent when they cannot be read.
 std::optional<DocumentNames> namesIn(const std::string& folder) {
@@ -90,11 +86,11 @@ void adopt(const std::string& name) {
 }  // namespace
 
 void adoptForkedDocuments() {
-    if (parentsStorageFolder() || (latestLook->foundNone && !platform::hasForked())) return;
+    if (parentsStorageFolder() || (*hasFoundNone && !platform::hasForked())) return;
     auto files = platform::Platform::current().fileSystem->list(storageFolder());
     if (!files) return;
     std::erase_if(*files, [](const auto& file) { return !isForkedFolder(file); });
-    latestLook->foundNone = files->empty();
+    *hasFoundNone = files->empty();
     forgetAdoptedBut(*files);
     for (const auto& file : *files) adopt(file);
 }

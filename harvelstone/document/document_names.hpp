@@ -27,7 +27,8 @@ DocumentNames documentNamesIn(const Dictionary& db);
 
 /// Adds the documents that ended children of this process, or of an earlier one, left behind to the pending list, and
 /// their files to the storage folder. A child that still runs keeps its own. What fails is tried again the next time.
-/// Nothing in a forked child. document/adoption.cpp
+/// Once no such folder is there, it looks again only when this process has forked. Nothing in a forked child.
+/// document/adoption.cpp
 void adoptForkedDocuments();
 
 /// For a document DB map that could not be read at start-up: joins what was put since with what the file holds. The

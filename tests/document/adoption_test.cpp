@@ -9,6 +9,7 @@
 
 #include "harvelstone/document/current_ledger.hpp"
 #include "harvelstone/document/document_names.hpp"
+#include "harvelstone/platform/FolderClaim.hpp"
 #include "harvelstone/services/QueueFile.hpp"
 #include "harvelstone/services/TinyMap.hpp"
 
@@ -164,6 +165,55 @@ TEST_F(Adoption, DoesNotFollowALink) {
         EXPECT_THAT(pendingIds(), SizeIs(2));
     });
     EXPECT_TRUE(std::filesystem::exists(elsewhere.path() + "/harvelstone/DocumentDB.Harvelstone"));
+}
+
+TEST_F(Adoption, LooksOnceForFoldersWhereNoChildCanBe) {
+    life([this] { startAgain(); });
+    life([this] {
+        const auto disk = std::make_shared<FaultyFileSystem>();
+        startAgain(disk);
+        disk->clear();
+        DocumentManager::sharedInstance().createDocument();
+        EXPECT_EQ(disk->count("list"), 0U);
+    });
+}
+
+TEST_F(Adoption, LooksAgainOnceTheProcessHasForked) {
+    life([this] {
+        const Machine machine(documents_.path());
+        DocumentManager::sharedInstance();
+        machine.clock->advance(1);
+        DocumentManager::sharedInstance().createDocument();
+        const auto child = fork();
+        if (child == 0) {
+            machine.clock->advance(1);
+            DocumentManager::sharedInstance();
+            _exit(0);
+        }
+        waitpid(child, nullptr, 0);
+        EXPECT_THAT(forkedFolders(), SizeIs(1));
+        machine.clock->advance(2);
+        DocumentManager::sharedInstance().createDocument();
+        EXPECT_THAT(forkedFolders(), IsEmpty());
+        EXPECT_THAT(pendingIds(), SizeIs(4));
+    });
+}
+
+TEST_F(Adoption, LooksAgainWhereAnEarlierLifesChildStillRuns) {
+    leaveChildBehind();
+    life([this] {
+        auto claim = platform::FolderClaim::of(forkedFolders().front().string() + "/");
+        ASSERT_TRUE(claim);
+        Machine machine(documents_.path());
+        machine.clock->advance(60);
+        DocumentManager::sharedInstance();
+        EXPECT_THAT(pendingIds(), SizeIs(2));
+        claim.reset();
+        machine.clock->advance(1);
+        DocumentManager::sharedInstance().createDocument();
+        EXPECT_THAT(pendingIds(), SizeIs(4));
+        EXPECT_THAT(forkedFolders(), IsEmpty());
+    });
 }
 
 TEST_F(Adoption, KilledAnywhereLosesAndDoublesNothing) {
