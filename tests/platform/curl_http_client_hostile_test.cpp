@@ -270,6 +270,24 @@ TEST_F(HostileServer, ThatClosesAKeptConnectionBehindOurBackGetsTheWholeBodyOnAN
     EXPECT_EQ(sent.at(2).body, "abc");
 }
 
+TEST_F(HostileServer, ThatClosesAKeptConnectionBehindOurBackGetsABodyOfKnownLengthOnANewOne) {
+    for (const std::size_t length : {3U, 100'000U}) {
+        client_ = std::make_unique<platform::CurlHttpClient>();
+        server_.setScript({answers("200 OK", "first"),
+                           [](WireConnection& connection) {
+                               connection.readBody();
+                               connection.reset();
+                           },
+                           answers("200 OK", "second")});
+        const auto request = [&] { return withLength(post(std::string(length, 'x')), length); };
+        ASSERT_EQ(send(request()).data, "first");
+
+        EXPECT_EQ(send(request()).data, "second");
+
+        EXPECT_EQ(server_.requests().back().body, std::string(length, 'x'));
+    }
+}
+
 /// libcurl tells an answer that has begun from none by its first whole line.
 TEST_F(HostileServer, ThatBreaksOffTheFirstLineOfAnAnswerOnAKeptConnectionIsAskedAgain) {
     const Behaviour resets = [](WireConnection& connection) {
@@ -420,7 +438,17 @@ TEST_F(HostileServer, IsNotNeededForABodyStreamToRaise) {
 }
 
 TEST_F(HostileServer, NeverGetsABodyShorterThanAnnounced) {
+    expectFailure(send(withLength(post(std::string(70'000, 'x')), 80'000)),
+                  "the body ended after 70000 of 80000 announced bytes");
+    expectRecovery();
+}
+
+TEST_F(HostileServer, HearsNothingOfAShortBodyThatCannotBeRead) {
     expectFailure(send(withLength(post("abc"), 5)), "the body ended after 3 of 5 announced bytes");
+    auto request = withLength(post(""), 2);
+    request.body = std::make_shared<BrokenStream>(/*isForeign=*/false);
+    expectFailure(send(request), "the disk is gone");
+    EXPECT_EQ(server_.connectionCount(), 0);
     expectRecovery();
 }
 

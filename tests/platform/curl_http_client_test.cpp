@@ -45,6 +45,29 @@ TEST_F(CurlHttpClient, SendsTheBodyInChunksWithoutAContentLength) {
     EXPECT_EQ(sent.rawBody, "3\r\nabc\r\n0\r\n\r\n");
 }
 
+TEST_F(CurlHttpClient, SendsAShortBodyTogetherWithTheHead) {
+    std::size_t bytesBehindHead = 0;
+    server_.setScript({[&](WireConnection& connection) {
+        bytesBehindHead += connection.bytesBehindHead();
+        connection.readBody();
+        connection.send(answerText("200 OK", "{}"));
+    }});
+
+    for (int i = 0; i < 20; ++i) send(withLength(post("abc"), 3));
+
+    server_.waitForRequests(20);
+    EXPECT_EQ(bytesBehindHead, 60U);
+}
+
+TEST_F(CurlHttpClient, SendsBodiesOfAllLengthsWhole) {
+    std::string body;
+    for (const std::size_t length : {1U, 16U * 1024, 32U * 1024, 32U * 1024 + 1, 200'000U}) {
+        while (body.size() < length) body += static_cast<char>('a' + body.size() % 23);
+        send(withLength(post(body), length));
+        EXPECT_TRUE(server_.waitForRequests(1).back().body == body) << length;
+    }
+}
+
 TEST_F(CurlHttpClient, AsksForNoConsentBeforeALargeBody) {
     const std::string large(3'000'000, 'x');
 

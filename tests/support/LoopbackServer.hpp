@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <functional>
 #include <list>
 #include <mutex>
@@ -33,6 +34,8 @@ class WireConnection {
         : socket_(socket), request_(request), unread_(unread) {}
 
     const WireRequest& request() const { return request_; }
+    /// How much of the body came with the head.
+    std::size_t bytesBehindHead() const { return unread_.size(); }
     /// Reads the rest of the request. False when the client hung up first.
     bool readBody();
     /// False once the client is gone.
