@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -40,6 +41,7 @@ class StubbornFileSystem final : public platform::FileSystem {
         return inner_->list(folder);
     }
     platform::Result<platform::FileAttributes> attributes(const std::string& path) override {
+        ++lookedAt[path];
         if (attributesError) return *attributesError;
         return inner_->attributes(path);
     }
@@ -55,6 +57,7 @@ class StubbornFileSystem final : public platform::FileSystem {
     std::function<void()> onRemove;  ///< called first by every removal
     std::function<void()> onList;    ///< called first by every listing
     std::vector<std::string> removed;
+    std::map<std::string, int> lookedAt;  ///< how often its attributes were asked for
 
   private:
     std::shared_ptr<platform::FileSystem> inner_;

@@ -186,6 +186,29 @@ TEST_F(OldestFilePruning, OnePassHasOneCurrentDate) {
     EXPECT_TRUE(isThere("b.Harvelstone"));
 }
 
+TEST_F(OldestFilePruning, OnlyAFileThatGoesIsLookedAtTwice) {
+    put("click_S1_1.000000.Harvelstone", 3);
+    put("click_S2_2.000000.Harvelstone", 5);
+    files->lookedAt.clear();
+    prune();
+
+    EXPECT_EQ(files->lookedAt[path("click_S1_1.000000.Harvelstone")], 1);
+    EXPECT_EQ(files->lookedAt[path("click_S2_2.000000.Harvelstone")], 2);
+    EXPECT_FALSE(isThere("click_S2_2.000000.Harvelstone"));
+}
+
+TEST_F(OldestFilePruning, AFileThatIsWrittenWhileOldOnesAreDeletedStays) {
+    put("a.Harvelstone", 5);
+    put("b.Harvelstone", 5);
+    files->onRemove = [&] {
+        for (const auto* name : {"a.Harvelstone", "b.Harvelstone"}) machine.setFileAge(name, 0);
+    };
+    prune();
+
+    EXPECT_THAT(files->removed, ::testing::SizeIs(1));
+    EXPECT_NE(isThere("a.Harvelstone"), isThere("b.Harvelstone"));
+}
+
 TEST_F(OldestFilePruning, AnExceptionEndsThePassWithOneLine) {
     put("a.Harvelstone", 5);
     put("b.Harvelstone", 5);
