@@ -62,6 +62,23 @@ TEST(HVGzip, CompressesATextOfSeveralPieces) { expectRoundTrip(std::string(40'00
 
 TEST(HVGzip, CompressesATextThatEndsWithAPiece) { expectRoundTrip(std::string(std::size_t{1} << 24, 'x')); }
 
+TEST(HVGzip, CompressesPiecesAsIfTheyCameAtOnce) {
+    const auto text = randomBytes(100'000) + std::string(100'000, 'x');
+    std::string_view rest = text;
+    const auto compressed = HV_GZIP().gzippedPieces([&, size = std::size_t{1}]() mutable {
+        const auto piece = rest.substr(0, size++);
+        rest.remove_prefix(piece.size());
+        return piece;
+    });
+    EXPECT_TRUE(compressed == HV_GZIP().gzippedData(text));
+}
+
+TEST(HVGzip, CompressesNoPieceToAWholeStream) {
+    const auto compressed = HV_GZIP().gzippedPieces([] { return std::string_view(); });
+    EXPECT_TRUE(unpack(compressed).isWhole);
+    EXPECT_EQ(unpack(compressed).text, "");
+}
+
 TEST(HVGzip, MakesADocumentMuchSmaller) {
     std::string text;
     for (int i = 0; i < 1000; ++i) text += "%22visit_time%22%3A%222016-11-16T01%3A20%3A00%2B00%3A00%22%2C";

@@ -396,6 +396,14 @@ TEST(QueueReader, ReadsALongFileInChunks) {
     EXPECT_LE(file.bytesRead, 3 * queue.bytes.size()) << "once for what is consumed, once for the records";
 }
 
+TEST(QueueReader, AsksForNoMoreThanOneChunkOfAShortFile) {
+    SmallQueue queue;
+    CountingFile file(queue.bytes);
+    ASSERT_TRUE(readQueueContents(file));
+    ASSERT_LT(queue.bytes.size(), 8U << 10U);
+    EXPECT_LE(file.largestBuffer, 16U << 10U);
+}
+
 TEST(QueueReader, IsNotSlowedDownByHeadsThatPromiseMuch) {
     const auto head = frame(FrameType::record, std::string(longestPayload, ' ')).substr(0, frameHeadSize);
     std::string bytes = header({1, 0});

@@ -1,5 +1,6 @@
 #include "harvelstone/transmit/percent_encoding.hpp"
 
+#include <algorithm>
 #include <cctype>
 #include <rapidcheck.h>
 #include <string>
@@ -72,6 +73,22 @@ TEST(PercentEncoding, AnyBytesComeBackFromTheirEncoding) {
         RC_ASSERT(decoded(encoded) == text);
     });
     EXPECT_TRUE(holds);
+}
+
+TEST(PercentEncoding, ALongTextComesInShortPieces) {
+    std::string text;
+    for (int i = 0; i < 100'000; ++i) text += static_cast<char>(i * i / 7);
+    PercentEncoder encoder(text);
+    std::string encoded;
+    std::size_t longest = 0;
+    for (auto piece = encoder.next(); !piece.empty(); piece = encoder.next()) {
+        encoded += piece;
+        longest = std::max(longest, piece.size());
+    }
+    EXPECT_EQ(encoded, encodedByTheRule(text));
+    EXPECT_EQ(percentEncoded(text), encoded);
+    EXPECT_LE(longest, 16U << 10U);
+    EXPECT_EQ(encoder.next(), "");
 }
 
 TEST(PercentEncoding, TheManagerOffersIt) {
