@@ -38,7 +38,7 @@ class VersionMarking : public DocumentTest {
     static std::shared_ptr<NamedMap> document() { return TinyMap::sharedInstance().get("a document"); }
     static const std::string& key(const TypeConstant& type) { return type.typeValue(); }
 
-    static List manyRecords() { return List(2'000, Dictionary{{"g3", 50}}); }
+    static List manyRecords() { return List(1'000, Dictionary{{"g3", 50}}); }
     /// In the goals of the document, which are none or many.
     static void expectAllStampedOrNone() {
         const auto goals = document()->getMutableArray(key(TrackType::TYPE_GOAL()));
@@ -198,7 +198,7 @@ TEST_F(VersionMarking, AListIsSeenStampedAsAWholeOrNotAtAll) {
     });
     {
         const StorageBatch batch;
-        for (int tries = 0; tries < 20; ++tries) {
+        for (int tries = 0; tries < 10; ++tries) {
             document()->putMutableArray(key(TrackType::TYPE_GOAL()), manyRecords());
             manager().markVersionInfo(document());
         }
@@ -213,7 +213,7 @@ TEST_F(VersionMarking, AFailureInTheMiddleOfAListLeavesAllOfItAsItWas) {
         for (bool hasVersion = false; !isEnough; hasVersion = !hasVersion)
             setAppVersion(hasVersion ? Value("3.1") : Value(nullptr));
     });
-    for (int tries = 0; tries < 20; ++tries) {
+    for (int tries = 0; tries < 10; ++tries) {
         const StorageBatch batch;
         document()->putMutableArray(key(TrackType::TYPE_GOAL()), manyRecords());
         manager().markVersionInfo(document());
