@@ -77,7 +77,7 @@ TEST(PercentEncoding, AnyBytesComeBackFromTheirEncoding) {
 
 TEST(PercentEncoding, ALongTextComesInShortPieces) {
     std::string text;
-    for (int i = 0; i < 100'000; ++i) text += static_cast<char>(i * i / 7);
+    for (std::size_t i = 0; i < 100'000; ++i) text += static_cast<char>(i * i / 7);
     PercentEncoder encoder(text);
     std::string encoded;
     std::size_t longest = 0;
