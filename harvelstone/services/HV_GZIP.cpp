@@ -55,7 +55,7 @@ class GzipStream {
   private:
     z_stream stream_{};
     gz_header header_{};
-    std::array<Bytef, outputPiece> buffer_;  // zlib fills it
+    std::array<Bytef, outputPiece> buffer_{};
 };
 
 }  // namespace

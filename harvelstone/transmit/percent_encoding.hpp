@@ -24,7 +24,7 @@ class PercentEncoder {
     static constexpr std::size_t longestCode = 3;
 
     std::string_view rest_;
-    std::array<char, longestCode * longestInput> piece_;
+    std::array<char, longestCode * longestInput> piece_{};
 };
 
 }  // namespace harvelstone
