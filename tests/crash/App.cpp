@@ -12,6 +12,7 @@
 #include "harvelstone/services/StaticValues.hpp"
 
 #include "tests/support/DocumentTest.hpp"
+#include "tests/support/numbered_records.hpp"
 
 namespace harvelstone::testing {
 
@@ -21,27 +22,7 @@ using What = Happening::What;
 
 constexpr double secondsOfACall = 0.125;
 
-Dictionary numbered(int number) { return {{"number", number}, {"name", "record " + std::to_string(number)}}; }
-
-void recordOf(const std::string& queue, int number) {
-    if (queue == StaticValues::PAGES_FILE_PREFIX()) Analytics::page("home", {{"number", number}});
-    if (queue == StaticValues::CLICK_FILE_PREFIX()) Analytics::click(numbered(number));
-    if (queue == StaticValues::REVENUE_FILE_PREFIX()) Analytics::revenue(numbered(number));
-    if (queue == StaticValues::PUSH_FILE_PREFIX()) Analytics::pushOpened(numbered(number));
-    if (queue == StaticValues::GOAL_FILE_PREFIX()) Analytics::goal(number, number);
-    if (queue == StaticValues::EVENT_FILE_PREFIX()) Analytics::event("type", "name", number);
-    if (queue == StaticValues::CAMPAIGN_FILE_PREFIX()) Analytics::campaign("type", "name", number, "referrer");
-}
-
 }  // namespace
-
-const std::vector<std::string>& queuePrefixes() {
-    static const std::vector<std::string> prefixes{
-        StaticValues::GOAL_FILE_PREFIX(),    StaticValues::PAGES_FILE_PREFIX(), StaticValues::CLICK_FILE_PREFIX(),
-        StaticValues::REVENUE_FILE_PREFIX(), StaticValues::PUSH_FILE_PREFIX(),  StaticValues::EVENT_FILE_PREFIX(),
-        StaticValues::CAMPAIGN_FILE_PREFIX()};
-    return prefixes;
-}
 
 bool goesIntoDocuments(const std::string& queue) {
     return queue != StaticValues::EVENT_FILE_PREFIX() && queue != StaticValues::CAMPAIGN_FILE_PREFIX();
@@ -103,7 +84,7 @@ void App::endVisit() { call(&Analytics::endVisit); }
 void App::record(const std::string& queue) {
     const auto number = nextNumber_++;
     note({.what = What::recording, .number = number, .queue = queue});
-    call([&] { recordOf(queue, number); });
+    call([&] { addNumberedRecord(queue, number); });
     note({.what = What::recorded, .number = number, .queue = queue, .document = pendingIds().back()});
 }
 

@@ -84,8 +84,7 @@ class App {
     std::size_t notedUploads_ = 0;
 };
 
-/// The kinds of records, by the prefixes of their queues; those whose records go into documents come first.
-const std::vector<std::string>& queuePrefixes();
+/// Whether the records of the queue do, by its prefix.
 bool goesIntoDocuments(const std::string& queue);
 
 }  // namespace harvelstone::testing

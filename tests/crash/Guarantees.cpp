@@ -20,6 +20,7 @@
 
 #include "tests/crash/App.hpp"
 #include "tests/support/independent_json.hpp"
+#include "tests/support/numbered_records.hpp"
 
 namespace harvelstone::testing {
 

@@ -14,6 +14,7 @@
 
 #include "tests/simulation/Life.hpp"
 #include "tests/simulation/StoredState.hpp"
+#include "tests/support/numbered_records.hpp"
 
 namespace harvelstone::testing {
 
@@ -40,18 +41,6 @@ void call(Life& life, Activity activity, const char* name, const std::function<v
     watch.end();
 }
 
-Dictionary numbered(std::int64_t number) { return {{"number", number}, {"label", "a record"}}; }
-
-void addRecord(const std::string& queue, std::int64_t number) {
-    if (queue == StaticValues::PAGES_FILE_PREFIX()) Analytics::page("home", {{"number", number}});
-    if (queue == StaticValues::CLICK_FILE_PREFIX()) Analytics::click(numbered(number));
-    if (queue == StaticValues::REVENUE_FILE_PREFIX()) Analytics::revenue(numbered(number));
-    if (queue == StaticValues::PUSH_FILE_PREFIX()) Analytics::pushOpened(numbered(number));
-    if (queue == StaticValues::GOAL_FILE_PREFIX()) Analytics::goal(number, number);
-    if (queue == StaticValues::EVENT_FILE_PREFIX()) Analytics::event("type", "name", number);
-    if (queue == StaticValues::CAMPAIGN_FILE_PREFIX()) Analytics::campaign("type", "name", number, "referrer");
-}
-
 void record(Life& life) {
     std::string queue;
     std::int64_t number = 0;
@@ -66,7 +55,7 @@ void record(Life& life) {
             Analytics::setProduct("P", "Product");
             Analytics::setProductCategory("C", "Category");
         });
-    call(life, Activity::other, "record", [&] { addRecord(queue, number); });
+    call(life, Activity::other, "record", [&] { addNumberedRecord(queue, number); });
     const Scheduler::KeepTurn keep;
     life.watch().note({.what = What::recorded, .number = number, .text = queue});
 }

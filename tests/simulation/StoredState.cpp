@@ -9,6 +9,7 @@
 #include "harvelstone/services/TrackType.hpp"
 
 #include "tests/support/independent_json.hpp"
+#include "tests/support/numbered_records.hpp"
 
 namespace harvelstone::testing {
 
@@ -39,14 +40,6 @@ const std::map<std::string, std::string>& sectionsByQueue() {
         {StaticValues::REVENUE_FILE_PREFIX(), TrackType::TYPE_REVENUE().typeValue()},
         {StaticValues::PUSH_FILE_PREFIX(), TrackType::TYPE_PUSH().typeValue()}};
     return sections;
-}
-
-const std::vector<std::string>& queuePrefixes() {
-    static const std::vector<std::string> prefixes{
-        StaticValues::GOAL_FILE_PREFIX(),    StaticValues::PAGES_FILE_PREFIX(), StaticValues::CLICK_FILE_PREFIX(),
-        StaticValues::REVENUE_FILE_PREFIX(), StaticValues::PUSH_FILE_PREFIX(),  StaticValues::EVENT_FILE_PREFIX(),
-        StaticValues::CAMPAIGN_FILE_PREFIX()};
-    return prefixes;
 }
 
 std::optional<QueueName> queueNameOf(const std::string& fileName) {

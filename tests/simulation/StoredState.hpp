@@ -23,8 +23,6 @@ inline DiskImage newDevice() { return {.folders = {"/", homeFolder}, .files = {}
 
 /// Prefixes of the queues whose records go into documents, with the section of each.
 const std::map<std::string, std::string>& sectionsByQueue();
-/// All prefixes.
-const std::vector<std::string>& queuePrefixes();
 
 /// "goal_" and the document's id, of a queue's file name.
 struct QueueName {
