@@ -19,7 +19,7 @@ void require(bool condition, const char* what) {
 
 /// Nobody answers in mid-upload or shakes hands; the repeat is asked for where the host waits for it.
 std::vector<Behaviour> scriptFor(const std::string& moment, HeldAnswer& held) {
-    if (moment == "upload") return {held.behaviour()};
+    if (moment == "upload" || moment == "flush") return {held.behaviour()};
     if (moment == "handshake") return {[](WireConnection& connection) { connection.waitForHangUp(); }};
     if (moment == "repeat") return {answers("200 OK", R"({"retry":true})")};
     return {answers("200 OK", "{}")};
@@ -58,6 +58,8 @@ std::vector<Ending> everyEnding() {
     for (const char* moment : {"handshake", "upload", "repeat", "recording"})
         endings.push_back({moment, "exit", /*isOverTls=*/true});
     for (const char* way : {"return", "signal"}) endings.push_back({"upload", way, /*isOverTls=*/true});
+    for (const char* moment : {"flush", "start_up"})
+        for (const char* way : {"return", "exit", "quick_exit"}) endings.push_back({moment, way});
     for (const char* moment : {"upload", "repeat", "removal"}) endings.push_back({moment, "dlclose"});
     return endings;
 }
@@ -80,7 +82,8 @@ HostEnd endOnce(const Ending& ending) {
     HostProcess app(HOST_APP, {urlFor(ending, server, tls), documents.path(), "end", ending.moment, ending.way});
     if (ending.moment == "sink") return app.waitForEnd();  // which ends it on one of our threads
     require(app.nextLine() == "ready", "the app does not come to the moment");
-    require(ending.moment != "upload" || held.hasArrived(), "the upload does not arrive");
+    const bool isUnderWay = ending.moment == "upload" || ending.moment == "flush";
+    require(!isUnderWay || held.hasArrived(), "the upload does not arrive");
     require(ending.moment != "handshake" || becomesTrue([&] { return server.connectionCount() > 0; }),
             "the app does not connect");
     app.goOn();

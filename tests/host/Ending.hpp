@@ -10,7 +10,7 @@ namespace harvelstone::testing {
 
 /// Where the library is when its host ends, and how the host ends.
 struct Ending {
-    std::string moment;  ///< "upload", "handshake", "repeat", "removal", "recording", "sink"
+    std::string moment;  ///< "upload", "handshake", "repeat", "removal", "recording", "sink", "flush", "start_up"
     std::string way;     ///< "return", "exit", "quick_exit", "_exit", "signal", "handler", "dlclose"
     bool isOverTls = false;
 };

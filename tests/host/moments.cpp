@@ -2,6 +2,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <thread>
+#include <unistd.h>
 
 #include "harvelstone/api/Analytics.hpp"
 
@@ -15,9 +16,17 @@ using harvelstone::Analytics;
 std::atomic<int> documentsMade = 0;
 std::atomic<bool> repeatWaits = false;
 std::atomic<bool> mayExitInSink = false;
+std::atomic<bool> sticksInStartUp = false;
+std::atomic<bool> isStuck = false;
 
 void watch(std::string_view line) {
-    if (line.starts_with("DEBUG_HARVELSTONE_CONFIG : documentID --> ")) ++documentsMade;
+    if (line.starts_with("DEBUG_HARVELSTONE_CONFIG : documentID --> ")) {
+        ++documentsMade;
+        while (sticksInStartUp) {
+            isStuck = true;
+            pause();
+        }
+    }
     if (line.find("failCheck == TRUE") != std::string_view::npos) repeatWaits = true;
     if (mayExitInSink && line.starts_with("DEBUG_HARVELSTONE_JSON[SERVER->SDK]")) {
         announceEnd();
@@ -43,18 +52,31 @@ void recordForEver() {
     waitUntil([] { return recorded > 20; });
 }
 
+/// On a thread of the host's, which does not come out of it.
+void stickInStartUp() {
+    sticksInStartUp = true;
+    std::thread(&Analytics::startVisit).detach();
+    waitUntil([] { return isStuck.load(); });
+}
+
 }  // namespace
 
 void reach(const std::string& moment, const Orders& orders) {
     harvelstone::AnalyticsOptions options;
     options.debugLog = watch;
     configure(orders, std::move(options));
+    if (moment == "start_up") {
+        stickInStartUp();
+        say("ready");
+        return;
+    }
     Analytics::installReferrer({});
     Analytics::startVisit();
     click("before the end");
     if (moment == "recording") recordForEver();
     if (moment == "sink") mayExitInSink = true;
-    if (moment != "recording") Analytics::send();
+    if (moment == "flush") std::thread(&flush).detach();  // sends, and waits for the answer
+    if (moment != "recording" && moment != "flush") Analytics::send();
     if (moment == "repeat") waitUntil([] { return repeatWaits.load(); });
     if (moment == "removal") waitUntil([] { return documentsMade == 2; });
     say("ready");
