@@ -67,10 +67,13 @@ bool QueueState::retry() {
     const std::lock_guard lock(mutex_);
     if (!pending_.empty()) static_cast<void>(writePending(lines));  // what fails stays in memory, and is logged
     if (owesConsumption_ && pending_.empty() && !held_) hold(lines);
+    if (owesSync_) syncAgain(lines);
     releaseIfIdle();
     stayWhileNeeded();
-    return pending_.empty() && !owesConsumption_;
+    return !owesAnything();
 }
+
+bool QueueState::owesAnything() const { return !pending_.empty() || owesConsumption_ || owesSync_; }
 
 bool QueueState::isUnread(std::uint64_t scope) {
     const std::lock_guard lock(mutex_);
@@ -286,13 +289,13 @@ void QueueState::forgetFile() {
     taken_ = {};
     position_ = 0;
     owesConsumption_ = false;
+    owesSync_ = false;
 }
 
 /// The caller holds a reference of its own.
 void QueueState::stayWhileNeeded() {
-    const bool isNeeded = !pending_.empty() || owesConsumption_ || !failuresLogged_.empty();
-    self_ = isNeeded ? shared_from_this() : nullptr;
-    if (!pending_.empty() || owesConsumption_) storage_batch::owe(self_);
+    self_ = owesAnything() || !failuresLogged_.empty() ? shared_from_this() : nullptr;
+    if (owesAnything()) storage_batch::owe(self_);
 }
 
 void QueueState::noteFailure(std::string_view what, const std::error_code& error, LaterLines& lines) {

@@ -50,8 +50,8 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     /// The next record, claimed for the scope.
     std::optional<Dictionary> pop(std::uint64_t scope);
 
-    /// Writes what waits in memory, and what the file does not know of its consumption; false when some of it still
-    /// waits.
+    /// Writes what waits in memory, and what the file does not know of its consumption, and makes both safe; false when
+    /// some of it still waits.
     bool retry();
 
     /// Whether the scope's last pop gave nothing because the queue cannot be read now, not because it is empty.
@@ -85,6 +85,8 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     platform::Result<void> write(std::string_view frames, LaterLines& lines);
     platform::Result<void> writeToNewFile(std::string_view frames, LaterLines& lines);
     platform::Result<void> append(platform::File& file, std::string_view bytes, LaterLines& lines);
+    void syncAgain(LaterLines& lines);
+    void noteSynced();
     void writeConsumption(LaterLines& lines);
     platform::Result<void> appendConsumption(std::uint64_t size, LaterLines& lines);
     platform::Result<void> emptyFile();
@@ -105,6 +107,7 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     void claim(std::uint64_t scope, std::uint64_t begin, std::uint64_t end);
     void releaseIfIdle();
     void forgetFile();
+    bool owesAnything() const;
     void stayWhileNeeded();
     void noteFailure(std::string_view what, const std::error_code& error, LaterLines& lines);
     void noteDamage(const QueuePiece& piece, LaterLines& lines);
@@ -120,6 +123,7 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     ByteRanges taken_;                            // consumed or claimed
     std::uint64_t position_ = 0;                  // everything before it is taken
     bool owesConsumption_ = false;                // more is consumed than the file says
+    bool owesSync_ = false;                       // not all that stands in the file is safe
 
     // While it is held.
     struct Held {

@@ -126,11 +126,25 @@ Result<void> QueueState::writeToNewFile(std::string_view frames, LaterLines& lin
 Result<void> QueueState::append(File& file, std::string_view bytes, LaterLines& lines) {
     auto written = file.append(bytesOf(bytes));
     if (written) written = syncFile(file);
-    if (written) failuresLogged_.erase("sync");
+    if (written) noteSynced();
     left_ = written ? 0 : takeBack(file);
     if (written || left_ < bytes.size()) return written;
     noteFailure("sync", written.error(), lines);  // it stands in the file, only how safely is not known
+    owesSync_ = true;
     return {};
+}
+
+/// Makes safe what stands in the file since a sync of it failed.
+void QueueState::syncAgain(LaterLines& lines) {
+    const auto file = Platform::current().fileSystem->open(path_, OpenMode::Append);
+    const auto synced = file ? syncFile(**file) : Result<void>(file.error());
+    if (synced || isMissing(synced.error())) return noteSynced();
+    noteFailure("sync", synced.error(), lines);
+}
+
+void QueueState::noteSynced() {
+    owesSync_ = false;
+    failuresLogged_.erase("sync");
 }
 
 void QueueState::writeConsumption(LaterLines& lines) {

@@ -2,6 +2,9 @@
 
 #include "tests/crash/Moment.hpp"
 
+#include <algorithm>
+#include <fmt/format.h>
+
 namespace harvelstone::testing {
 
 namespace {
@@ -32,6 +35,29 @@ std::optional<DiskImage> inTheMiddleOf(const DiskStep* step, const SimulatedDisk
     auto left = disk;
     left.apply(torn);
     return left.image();
+}
+
+std::vector<std::pair<std::string, DiskImage>> disksAfterPowerLoss(const Moment& moment, std::size_t seeds) {
+    using Data = PowerLoss::Data;
+    using Entries = PowerLoss::Entries;
+    std::vector<std::pair<std::string, DiskImage>> different;
+    const auto add = [&](Entries entries, Data data, std::uint64_t seed) {
+        auto image = moment.disk.afterPowerLoss({.entries = entries, .data = data, .seed = seed});
+        const auto isSame = [&](const auto& other) { return other.second == image; };
+        if (std::any_of(different.begin(), different.end(), isSame)) return;
+        different.emplace_back(
+            fmt::format("power lost ({}, {}, {})", static_cast<int>(entries), static_cast<int>(data), seed),
+            std::move(image));
+    };
+    add(Entries::lost, Data::lost, 0);
+    add(Entries::kept, Data::lost, 0);
+    add(Entries::lost, Data::kept, 0);
+    for (std::uint64_t seed = moment.happened; seed < moment.happened + seeds; ++seed) {
+        for (const auto data : {Data::torn, Data::zeros, Data::hole}) add(Entries::kept, data, seed);
+        add(Entries::prefix, Data::any, seed);
+        add(Entries::anySubset, Data::any, seed);
+    }
+    return different;
 }
 
 Situation afterCrash(const DiskImage& left, platform::SyncPolicy policy, HistoryView before) {

@@ -4,6 +4,8 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/crash/Script.hpp"
 
@@ -23,6 +25,10 @@ void forEachState(const DiskImage& begin, const History& history, std::size_t be
 
 /// The disk when the process dies in the middle of the step; absent when that is no write.
 std::optional<DiskImage> inTheMiddleOf(const DiskStep* step, const SimulatedDisk& disk);
+
+/// The different disks that a loss of power may leave at that moment, each with what tells how it comes about. Where
+/// chance decides it does so for as many seeds.
+std::vector<std::pair<std::string, DiskImage>> disksAfterPowerLoss(const Moment& moment, std::size_t seeds);
 
 /// What the life begins with that follows a crash.
 Situation afterCrash(const DiskImage& left, platform::SyncPolicy policy, HistoryView before);

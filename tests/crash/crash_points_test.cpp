@@ -1,12 +1,9 @@
 // The scripted lives, ended after each of their calls on the disk: by the death of the process, and by a loss of power.
 // Each time the app starts again on what is left, goes on, and has to account for everything.
 
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <iostream>
-#include <set>
 #include <string>
-#include <vector>
 
 #include "tests/crash/Guarantees.hpp"
 #include "tests/crash/Moment.hpp"
@@ -83,31 +80,6 @@ class CrashPoints : public ::testing::Test {
         }
     }
 
-    /// Each different disk that a loss of power may leave of this one, in the full run of so many seeds.
-    static std::vector<std::pair<std::string, DiskImage>> afterPowerLoss(const Moment& moment, int seedsOfFullRun) {
-        using Data = PowerLoss::Data;
-        using Entries = PowerLoss::Entries;
-        const auto seeds = static_cast<std::size_t>(isFullRun() ? seedsOfFullRun : 1);
-        std::vector<std::pair<std::string, DiskImage>> different;
-        const auto add = [&](Entries entries, Data data, std::uint64_t seed) {
-            auto image = moment.disk.afterPowerLoss({.entries = entries, .data = data, .seed = seed});
-            const auto isSame = [&](const auto& other) { return other.second == image; };
-            if (std::any_of(different.begin(), different.end(), isSame)) return;
-            different.emplace_back("power lost (" + std::to_string(static_cast<int>(entries)) + ", " +
-                                       std::to_string(static_cast<int>(data)) + ", " + std::to_string(seed) + ")",
-                                   std::move(image));
-        };
-        add(Entries::lost, Data::lost, 0);
-        add(Entries::kept, Data::lost, 0);
-        add(Entries::lost, Data::kept, 0);
-        for (std::uint64_t seed = moment.happened; seed < moment.happened + seeds; ++seed) {
-            for (const auto data : {Data::torn, Data::zeros, Data::hole}) add(Entries::kept, data, seed);
-            add(Entries::prefix, Data::any, seed);
-            add(Entries::anySubset, Data::any, seed);
-        }
-        return different;
-    }
-
     void print(const std::string& what) const {
         EXPECT_GT(restarts_, 0U);
         std::cout << what << ": " << calls_ << " calls, after each of which a life may end, pass through " << states_
@@ -134,7 +106,7 @@ TEST_F(CrashPoints, TheDeathOfTheProcessLosesNothing) {
 TEST_F(CrashPoints, ALossOfPowerLosesNothingThatWasSynced) {
     forEachMoment(SyncPolicy::powerLoss, [&](const Situation& begin, const Moment& moment, const DiskStep*) {
         if (!isTried(/*oneIn=*/29)) return;
-        for (const auto& [how, left] : afterPowerLoss(moment, /*seedsOfFullRun=*/8))
+        for (const auto& [how, left] : disksAfterPowerLoss(moment, isFullRun() ? 8 : 1))
             restart(begin, moment, left, how, Promise::nothingLost);
     });
     print("loss of power");
@@ -143,7 +115,7 @@ TEST_F(CrashPoints, ALossOfPowerLosesNothingThatWasSynced) {
 TEST_F(CrashPoints, ALossOfPowerWithoutSyncingStopsNoApp) {
     forEachMoment(SyncPolicy::processExit, [&](const Situation& begin, const Moment& moment, const DiskStep*) {
         if (!isTried(/*oneIn=*/61)) return;
-        for (const auto& [how, left] : afterPowerLoss(moment, /*seedsOfFullRun=*/2))
+        for (const auto& [how, left] : disksAfterPowerLoss(moment, isFullRun() ? 2 : 1))
             restart(begin, moment, left, how, Promise::nothing);
     });
     print("loss of power without syncing");

@@ -1,6 +1,6 @@
-// The scripted lives on a disk that fails and then dies with the process: from call n of a life on, one call fails,
-// some do, or all; at some state of the disk behind that the process dies. The app starts again on what is left, with a
-// disk that works, and has to account for everything that was safe.
+// The scripted lives on a disk that fails before they end: from call n of a life on, one call fails, some do, or all;
+// at some state of the disk behind that the process dies or the power is lost. The app starts again on what is left,
+// with a disk that works, and has to account for everything that was safe.
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -58,10 +58,13 @@ FaultSpan spanOf(const Fault& fault, HistoryView life) {
     return span;
 }
 
+enum class Crash { processDeath, powerLoss };
+
 class FaultAndCrash : public ::testing::Test {
   protected:
     /// Of the calls that can fail one in `faultStride` does, of the states behind it one in `momentStride` is the last.
-    void tryPairs(std::size_t calls, std::size_t faultStride, std::size_t momentStride) {
+    void tryPairs(Crash crash, std::size_t calls, std::size_t faultStride, std::size_t momentStride) {
+        crash_ = crash;
         Situation situation;
         for (const auto& one : scriptedLives()) {
             situation.time += one.pauseBefore;
@@ -81,8 +84,8 @@ class FaultAndCrash : public ::testing::Test {
             goBeyond(situation, calm);
         }
         EXPECT_GT(restarts_, 0U);
-        std::cout << "of " << points_ << " calls that can fail " << faults_ << " did; died " << restarts_
-                  << " times after it\n";
+        std::cout << "of " << points_ << " calls that can fail " << faults_ << " did; restarted on " << restarts_
+                  << " disks after it\n";
     }
 
   private:
@@ -109,16 +112,26 @@ class FaultAndCrash : public ::testing::Test {
         forEachState(begin.disk, faulty, before_.size(), [&](const Moment& moment, const DiskStep* next) {
             if (moment.happened - before_.size() <= span.begin || ++moments_ % stride != 0) return;
             const auto happened = HistoryView(all).first(moment.happened);
-            restart(begin, moment, moment.disk.image(), span, happened);
-            if (const auto torn = inTheMiddleOf(next, moment.disk)) restart(begin, moment, *torn, span, happened);
+            for (const auto& [how, left] : disksAfter(moment, next))
+                restart(begin, moment, {how, left}, span, happened);
         });
     }
 
-    void restart(const Situation& begin, const Moment& moment, const DiskImage& left, const FaultSpan& span,
+    using Left = std::pair<std::string, DiskImage>;
+
+    std::vector<Left> disksAfter(const Moment& moment, const DiskStep* next) const {
+        if (crash_ == Crash::powerLoss) return disksAfterPowerLoss(moment, /*seeds=*/1);
+        std::vector<Left> disks{{"killed", moment.disk.image()}};
+        if (auto torn = inTheMiddleOf(next, moment.disk)) disks.emplace_back("killed in the middle", *std::move(torn));
+        return disks;
+    }
+
+    void restart(const Situation& begin, const Moment& moment, const Left& crash, const FaultSpan& span,
                  HistoryView happened) {
         ++restarts_;
+        const auto& [how, left] = crash;
         const auto situation = afterCrash(left, begin.policy, happened);
-        const auto trace = "killed before " + moment.nextCall + " (" + std::to_string(moment.happened) + ")";
+        const auto trace = how + " before " + moment.nextCall + " (" + std::to_string(moment.happened) + ")";
         const bool isSettled = moment.happened - before_.size() > span.settled;
         life([&] {
             SCOPED_TRACE(trace);
@@ -132,6 +145,7 @@ class FaultAndCrash : public ::testing::Test {
         });
     }
 
+    Crash crash_ = Crash::processDeath;
     History before_;
     std::size_t points_ = 0;
     std::size_t faults_ = 0;
@@ -143,15 +157,27 @@ class FaultAndCrash : public ::testing::Test {
 std::size_t stride(std::size_t usual, std::size_t full) { return isFullRun() ? full : sampleStride(usual); }
 
 TEST_F(FaultAndCrash, AfterOneFailedCallLosesNothingThatWasSafe) {
-    tryPairs(/*calls=*/1, /*faultStride=*/stride(601, 11), /*momentStride=*/isFullRun() ? 7 : 13);
+    tryPairs(Crash::processDeath, /*calls=*/1, /*faultStride=*/stride(601, 11), /*momentStride=*/isFullRun() ? 7 : 13);
 }
 
 TEST_F(FaultAndCrash, AfterAWhileOfFailuresLosesNothingThatWasSafe) {
-    tryPairs(/*calls=*/40, /*faultStride=*/stride(601, 11), /*momentStride=*/isFullRun() ? 7 : 13);
+    tryPairs(Crash::processDeath, /*calls=*/40, /*faultStride=*/stride(601, 11), /*momentStride=*/isFullRun() ? 7 : 13);
 }
 
 TEST_F(FaultAndCrash, OnADiskThatFailsFromThenOnLosesNothingThatWasSafe) {
-    tryPairs(/*calls=*/forEver, /*faultStride=*/stride(211, 3), /*momentStride=*/1);
+    tryPairs(Crash::processDeath, /*calls=*/forEver, /*faultStride=*/stride(211, 3), /*momentStride=*/1);
+}
+
+TEST_F(FaultAndCrash, AFailedCallAndALossOfPowerLoseNothingThatWasSafe) {
+    tryPairs(Crash::powerLoss, /*calls=*/1, /*faultStride=*/stride(1201, 11), /*momentStride=*/isFullRun() ? 7 : 17);
+}
+
+TEST_F(FaultAndCrash, AWhileOfFailuresAndALossOfPowerLoseNothingThatWasSafe) {
+    tryPairs(Crash::powerLoss, /*calls=*/40, /*faultStride=*/stride(1201, 11), /*momentStride=*/isFullRun() ? 7 : 17);
+}
+
+TEST_F(FaultAndCrash, AFailingDiskAndALossOfPowerLoseNothingThatWasSafe) {
+    tryPairs(Crash::powerLoss, /*calls=*/forEver, /*faultStride=*/stride(601, 7), /*momentStride=*/1);
 }
 
 }  // namespace

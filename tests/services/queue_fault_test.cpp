@@ -16,8 +16,10 @@
 namespace harvelstone::testing {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using Duration = FaultyFileSystem::Duration;
 
 class QueueFaults : public StorageTest {
@@ -164,6 +166,20 @@ TEST_F(QueueFaults, ARecordThatCannotBeSyncedIsWrittenOnce) {
     disk->heal();
     add("q", 3);
     EXPECT_THAT(drain("q"), ElementsAre(1, 2, 3));
+}
+
+TEST_F(QueueFaults, ARecordThatCouldNotBeSyncedIsSyncedByTheNextOperationThatWrites) {
+    add("q", 1);
+    disk->failFromTheNext("sync", std::errc::io_error);  // nor can the record be taken back
+    add("q", 2);
+    disk->heal();
+    disk->clear();
+    add("another", 1);
+    EXPECT_THAT(disk->calls(), Contains("sync q.Harvelstone"));
+    disk->clear();
+    add("another", 2);
+    EXPECT_THAT(disk->calls(), Not(Contains("sync q.Harvelstone")));
+    EXPECT_THAT(drain("q"), ElementsAre(1, 2));
 }
 
 TEST_F(QueueFaults, ADiskThatFailsFromTheSyncOnCostsOneLineForTheSyncAndOneForTheWrites) {
