@@ -35,6 +35,23 @@ constexpr std::array<std::string_view, 6> longLivedStores{
     "DocumentDB", "current_profile_file", "current_config_file", "BS_SESSION_MAP", "BS_SESSION", "postbackDB",
 };
 
+/// Counts the folder's changes, and how many of them are known to be durable.
+struct FolderChanges {
+    std::atomic<std::uint64_t> noted = 0;
+    std::mutex mutex;
+    std::uint64_t synced = 0;
+    std::vector<std::string> parents;  // which became fuller when the folder was made, and are to be synced, too
+    std::atomic<bool> hasFailed = false;
+};
+constinit platform::PerProcess<FolderChanges> folderChanges;
+
+void noteParents(std::vector<std::string> parents) {
+    auto& changes = *folderChanges;
+    const std::lock_guard lock(changes.mutex);
+    changes.parents = std::move(parents);
+    ++changes.noted;
+}
+
 /// A folder, and the claim that keeps it from being taken over by another process.
 struct ClaimedFolder {
     std::string path;
@@ -52,7 +69,7 @@ ClaimedFolder makeForkedFolder(const std::string& main) {
         if (!platform.fileSystem->makeFolder(made.path)) return made;
         if (auto claim = platform::FolderClaim::of(made.path)) made.claim.emplace(*std::move(claim));
         if (attempt < attempts && !(made.claim && platform.fileSystem->exists(made.path))) continue;
-        if (platform.syncPolicy == SyncPolicy::powerLoss) static_cast<void>(platform.fileSystem->syncFolder(main));
+        noteParents({main});
         return made;
     }
 }
@@ -74,15 +91,6 @@ struct Folder {
     const ClaimedFolder ours;
 };
 constinit platform::PerProcess<Folder> folder;
-
-/// Counts the folder's changes, and how many of them are known to be durable.
-struct FolderChanges {
-    std::atomic<std::uint64_t> noted = 0;
-    std::mutex mutex;
-    std::uint64_t synced = 0;
-    std::atomic<bool> hasFailed = false;
-};
-constinit platform::PerProcess<FolderChanges> folderChanges;
 
 /// What tells the temporary files of this process from those of others that commit the same map: the random part of a
 /// UUID that a name of the longest kind has room for.
@@ -177,9 +185,7 @@ bool ensureStorageFolder(LaterLines& lines) {
         return false;
     }
     folderFailureLogged = false;
-    if (platform.syncPolicy == SyncPolicy::processExit) return true;
-    // A parent that cannot be synced is no reason to refuse the folder: only a loss of power just now would tell.
-    for (const auto& parent : parents) static_cast<void>(platform.fileSystem->syncFolder(parent));
+    noteParents(parents);
     return true;
 }
 
@@ -214,19 +220,23 @@ bool owesFolderSync() { return folderChanges->hasFailed; }
 bool syncStorageFolder(LaterLines& lines) {
     auto& platform = Platform::current();
     if (platform.syncPolicy == SyncPolicy::processExit) return true;
+    const auto& ours = storageFolder();  // before the lock: the making of a child's folder takes it, too
     auto& changes = *folderChanges;
     const std::lock_guard lock(changes.mutex);
     const auto target = changes.noted.load();
-    if (changes.synced == target) return true;
-    if (auto synced = platform.fileSystem->syncFolder(storageFolder()); !synced) {
-        if (!changes.hasFailed.exchange(true))
-            lines.add(fmt::format("DEBUG_HARVELSTONE_STORE : could not sync the folder {} : {}", storageFolder(),
+    const auto sync = [&](const std::string& path) {
+        const auto synced = platform.fileSystem->syncFolder(path);
+        if (!synced && !changes.hasFailed)
+            lines.add(fmt::format("DEBUG_HARVELSTONE_STORE : could not sync the folder {} : {}", path,
                                   platform::describe(synced.error())));
-        return false;
-    }
-    changes.synced = target;
-    changes.hasFailed = false;
-    return true;
+        return synced.ok();
+    };
+    // A parent that cannot be synced is tried again, but holds nothing back: only a loss of power would tell.
+    std::erase_if(changes.parents, sync);
+    const bool isSynced = changes.synced == target || sync(ours);
+    if (isSynced) changes.synced = target;
+    changes.hasFailed = !isSynced || !changes.parents.empty();
+    return isSynced;
 }
 
 }  // namespace harvelstone

@@ -9,9 +9,15 @@ namespace harvelstone::testing {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 class StorageFolder : public StorageTest {};
+
+bool sync() {
+    LaterLines lines;
+    return syncStorageFolder(lines);
+}
 
 TEST_F(StorageFolder, LiesInTheFirstDocumentsFolder) {
     EXPECT_EQ(storageFolder(), machine.documents + "/harvelstone/");
@@ -78,7 +84,9 @@ TEST_F(StorageFolder, IsMadeWithItsParents) {
         EXPECT_TRUE(ensureStorageFolder(lines));
     }
     EXPECT_TRUE(std::filesystem::is_directory(storageFolder()));
-    EXPECT_THAT(disk->calls(), ElementsAre("makeFolder", "syncFolder", "syncFolder"));
+    EXPECT_THAT(disk->calls(), ElementsAre("makeFolder"));
+    EXPECT_TRUE(sync());
+    EXPECT_EQ(disk->count("syncFolder"), 3U) << "both parents, and the folder";
     EXPECT_THAT(storeLines(), IsEmpty());
 }
 
@@ -102,7 +110,7 @@ TEST_F(StorageFolder, ThatCannotBeMadeIsLoggedOnceUntilItCan) {
 
 TEST_F(StorageFolder, IsSyncedOnceForManyChanges) {
     LaterLines lines;
-    ASSERT_TRUE(ensureStorageFolder(lines));
+    ASSERT_TRUE(ensureStorageFolder(lines) && syncStorageFolder(lines));
     disk->clear();
     noteFolderChange();
     noteFolderChange();
@@ -112,13 +120,9 @@ TEST_F(StorageFolder, IsSyncedOnceForManyChanges) {
 }
 
 TEST_F(StorageFolder, ThatCannotBeSyncedIsSyncedTheNextTime) {
-    const auto sync = [] {
-        LaterLines lines;
-        return syncStorageFolder(lines);
-    };
     {
         LaterLines lines;
-        ASSERT_TRUE(ensureStorageFolder(lines));
+        ASSERT_TRUE(ensureStorageFolder(lines) && syncStorageFolder(lines));
     }
     noteFolderChange();
     disk->failEvery("syncFolder", std::errc::io_error);
@@ -129,6 +133,24 @@ TEST_F(StorageFolder, ThatCannotBeSyncedIsSyncedTheNextTime) {
     disk->clear();
     EXPECT_TRUE(sync());
     EXPECT_EQ(disk->count("syncFolder"), 1U);
+}
+
+TEST_F(StorageFolder, WhoseParentCannotBeSyncedHoldsNothingBackAndHasItSyncedTheNextTime) {
+    std::filesystem::remove_all(storageFolder());
+    {
+        LaterLines lines;
+        ASSERT_TRUE(ensureStorageFolder(lines));
+    }
+    disk->failCall(1, std::errc::io_error);
+    EXPECT_TRUE(sync());
+    EXPECT_EQ(disk->count("syncFolder"), 2U) << "the parent, and the folder";
+    EXPECT_TRUE(owesFolderSync());
+    EXPECT_THAT(storeLines(), ElementsAre(HasSubstr("could not sync the folder ")));
+    disk->heal();
+    disk->clear();
+    EXPECT_TRUE(sync());
+    EXPECT_FALSE(owesFolderSync());
+    EXPECT_EQ(disk->count("syncFolder"), 1U) << "the parent";
 }
 
 TEST_F(StorageFolder, SetsTwoFilesOfOneSecondAsideUnderTwoNames) {
