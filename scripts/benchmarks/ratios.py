@@ -2,19 +2,21 @@
 
 import json
 
+from measuring import LIBRARY
+
 TOLERANCE = 1.25
 
 
 def flat(measured_rows):
-    """All ratios, and the figures that have a goal, by "row/case/side" and "row/case/figure". Less is better."""
+    """All ratios, by "row/case/side", and the library's figures that have a goal, by "row/case/figure". Less is better."""
     found = {}
     for row, measured in measured_rows:
         for name, ratio in measured.ratios().items():
             found[f"{row.name}/{name}"] = round(ratio, 3)
         for case, sides in measured.cases.items():
-            for side in sides.values():
-                for figure in side.figures.keys() & row.figure_goals.keys():
-                    found["/".join(filter(None, [row.name, case, figure]))] = round(side.figures[figure], 3)
+            figures = sides[LIBRARY].figures if LIBRARY in sides else {}
+            for figure in figures.keys() & row.figure_goals.keys():
+                found["/".join(filter(None, [row.name, case, figure]))] = round(figures[figure], 3)
     return found
 
 

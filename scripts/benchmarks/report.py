@@ -47,8 +47,9 @@ def _figures(row, measured):
         for side, its in sides.items():
             for key, unit in row.figures.items():
                 if key in its.figures:
-                    name = " ".join(filter(None, [case, "" if side == LIBRARY else side, key.replace("_", " ")]))
-                    yield name, its.figures[key], unit, row.figure_goals.get(key)
+                    is_ours = side == LIBRARY
+                    name = " ".join(filter(None, [case, "" if is_ours else side, key.replace("_", " ")]))
+                    yield name, its.figures[key], unit, row.figure_goals.get(key) if is_ours else None
 
 
 def ratio_table(measured_rows):

@@ -83,8 +83,11 @@ class WorseTest(unittest.TestCase):
     def test_a_ratio_that_is_missing_is_found(self):
         self.assertIn("was not measured", ratios.worse({"work/limit": 2.0}, {})[0])
 
-    def test_figures_with_a_goal_are_stored_beside_the_ratios(self):
-        entries = [repetition("work/small/harvelstone/manual_time", 3, bytes=80, others=7), repetition("work/small/limit/manual_time", 2)]
+    def test_figures_of_the_library_with_a_goal_are_stored_beside_the_ratios(self):
+        entries = [
+            repetition("work/small/harvelstone/manual_time", 3, bytes=80, others=7),
+            repetition("work/small/limit/manual_time", 2, bytes=9),
+        ]
         flat = ratios.flat([(ROW, measuring.medians(output(*entries)))])
         self.assertEqual(flat, {"work/small/limit": 1.5, "work/small/bytes": 80})
 
@@ -93,7 +96,7 @@ class ReportTest(unittest.TestCase):
     measured = measuring.medians(
         output(
             repetition("work/small/harvelstone/manual_time", 3, bytes=150),
-            repetition("work/small/limit/manual_time", 2),
+            repetition("work/small/limit/manual_time", 2, bytes=120),
             repetition("work/large/harvelstone/manual_time", 3),
             repetition("work/large/limit/manual_time", 2),
         )
@@ -107,6 +110,7 @@ class ReportTest(unittest.TestCase):
                 "  small 1.50 x limit (goal 1.5, reached)",
                 "  large 1.50 x limit (goal 1.1, missed)",
                 "  small bytes: 150 B (goal 100, missed)",
+                "  small limit bytes: 120 B",
             ],
         )
 
