@@ -68,7 +68,8 @@ std::string storageFolderIn(const std::string& folder) {
 Dictionary storageValue(StorageContents contents) {
     return {{"pending", std::move(contents.pending)},     {"documentDB", std::move(contents.documentDB)},
             {"documents", std::move(contents.documents)}, {"queues", std::move(contents.queues)},
-            {"ledger", ledgerValue(contents.ledger)},     {"damaged", std::move(contents.damaged)}};
+            {"held", std::move(contents.held)},           {"ledger", ledgerValue(contents.ledger)},
+            {"damaged", std::move(contents.damaged)}};
 }
 
 /// Replaces the file's content; false when the disk refuses it.
@@ -108,7 +109,11 @@ std::string storageText(const StorageContents& contents) {
         for (const auto& [key, section] : *sections.dictionary()) tree.addValue(2, key, section);
     }
     tree.add(0, fmt::format("queues ({})", contents.queues.size()));
-    for (const auto& [name, records] : contents.queues) tree.addValue(1, name, records);
+    for (const auto& [name, records] : contents.queues) {
+        tree.addValue(1, name, records);
+        if (const auto held = findValue(contents.held, name))
+            tree.add(2, fmt::format("the document holds the first {} already", held->integerValue()));
+    }
     tree.add(0, "ledger");
     const auto ledger = ledgerValue(contents.ledger);
     for (const auto& [key, value] : ledger) tree.addValue(1, key, value);

@@ -16,7 +16,8 @@ struct InspectOptions {
     bool verifies = false;  ///< damage is a failure, and alone is told where nothing else was asked for
 };
 
-/// {"pending": [ids], "documentDB": {...}, "documents": {id: {...}}, "queues": {name: [records]}, "damaged": [...]}.
+/// {"pending": [ids], "documentDB": {...}, "documents": {id: {...}}, "queues": {name: [records]},
+/// "held": {name: count}, "ledger": {...}, "damaged": [...]}.
 std::string storageJson(StorageContents contents);
 /// The same as a tree for people.
 std::string storageText(const StorageContents& contents);

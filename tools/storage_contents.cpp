@@ -20,6 +20,8 @@
 #include "harvelstone/services/map_format.hpp"
 #include "harvelstone/services/queue_scan.hpp"
 
+#include "tools/held_records.hpp"
+
 namespace harvelstone::tools {
 
 namespace {
@@ -66,10 +68,19 @@ class FolderReader {
         if (pending && pending->list()) contents_.pending = *pending->list();
         const auto names = documentNamesIn(contents_.documentDB);
         contents_.ledger = makeLedger(names.account(), names.asVector(), counts_);
+        for (const auto& [name, records] : contents_.queues) findHeld(name, *records.list());
         return std::move(contents_);
     }
 
   private:
+    void findHeld(const std::string& queue, const List& unread) {
+        const auto owner = queueOwner(queue);
+        const auto document = findValue(contents_.documents, owner->documentId);
+        if (!document) return;
+        const auto held = heldRecords(*document->dictionary(), owner->kind, unread, counts_.at(queue).consumed);
+        if (held > 0) contents_.held.emplace(queue, held);
+    }
+
     std::optional<Dictionary> readMap(const std::string& file) {
         auto map = map_format::readMapFile(folder_ + file);
         if (!map) {

@@ -14,6 +14,7 @@ struct StorageContents {
     Dictionary documentDB;  ///< the document DB map
     Dictionary documents;   ///< sections by document id
     Dictionary queues;      ///< lists of unread records by queue name
+    Dictionary held;        ///< how many of those, from the first, the document holds already; by queue name, if any
     Ledger ledger;          ///< as a process that starts now would find it
     List damaged;           ///< {"file", "why", ...}: what could not be read, and what of it could
 };

@@ -3,9 +3,12 @@
 #include "tools/unsent_records.hpp"
 
 #include <algorithm>
+#include <span>
 
 #include "harvelstone/document/RecordKind.hpp"
 #include "harvelstone/platform/Json.hpp"
+
+#include "tools/held_records.hpp"
 
 namespace harvelstone::tools {
 
@@ -38,18 +41,16 @@ class Export {
         const auto document = findValue(contents_.documents, id);
         if (!document) return;
         for (const auto kind : allRecordKinds) {
-            const auto& prefix = queuePrefix(kind);
-            const auto section = findValue(*document->dictionary(), prefix.substr(0, prefix.size() - 1));
-            if (!section) continue;
-            if (section->list()) addAll(*section->list(), {kind, id}, id);
-            if (section->dictionary() && !section->dictionary()->empty()) addAll({*section}, {kind, id}, id);
+            addAll(recordsIn(*document->dictionary(), kind), {kind, id}, id);
         }
     }
 
     void addQueue(const std::string& name) {
         const auto records = findValue(contents_.queues, name);
         const auto owner = queueOwner(name);
-        if (records && owner) addAll(*records->list(), *owner, name);
+        if (!records || !owner) return;
+        const auto held = static_cast<std::size_t>(integerValue(findValue(contents_.held, name)));
+        addAll(std::span(*records->list()).subspan(held), *owner, name);
     }
 
     void addSetAside(const Dictionary& damage) {
@@ -59,7 +60,7 @@ class Export {
         if (const auto queue = queueOwner(*owner->string())) addAll(*records->list(), *queue, *owner->string());
     }
 
-    void addAll(const List& records, const QueueOwner& owner, const std::string& place) {
+    void addAll(std::span<const Value> records, const QueueOwner& owner, const std::string& place) {
         for (const auto& record : records) {
             lines_ += platform::jsonText(Dictionary{{"document", owner.documentId},
                                                     {"kind", recordKindName(owner.kind)},

@@ -204,6 +204,12 @@ class Case(unittest.TestCase):
         self.addCleanup(server.close)
         return server
 
+    def silent_server(self):
+        """Never answers."""
+        never = threading.Event()
+        self.addCleanup(never.set)
+        return self.server(lambda request: never.wait() and None)
+
     def scenario(self, steps):
         return self.write("scenario.jsonl", "".join(json.dumps(each) + "\n" for each in steps))
 

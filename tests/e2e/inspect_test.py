@@ -7,7 +7,7 @@ import shutil
 import tempfile
 
 import harness
-from harness import DONE, FAILED, NEW_VISIT, NO_HOLD, OFFLINE, START, WRONG_USE, run, step
+from harness import DONE, FAILED, NEW_VISIT, NO_HOLD, OFFLINE, ONLINE, SEND, SETTLE, START, WRONG_USE, run, step
 
 
 class Inspect(harness.Case):
@@ -16,7 +16,7 @@ class Inspect(harness.Case):
     def setUp(self):
         super().setUp()
         if not Inspect.left:
-            pending = self.play([NO_HOLD, OFFLINE, START, step("page", record={"PARAM_NAME": "cart"}),
+            pending = self.play([NO_HOLD, OFFLINE, START, step("page", record={"PARAM_NAME": "cart", "PARAM_CS_P_V": 1}),
                                  step("click", record={"n": 1}), step("click", record={"n": 2}), *NEW_VISIT]).pending
             copy = tempfile.mkdtemp(prefix="harvelstone-e2e-")
             self.addClassCleanup(shutil.rmtree, copy)
@@ -36,7 +36,7 @@ class Inspect(harness.Case):
 
     def test_shows_everything(self):
         seen = self.inspect()
-        self.assertEqual(set(seen), {"pending", "documentDB", "documents", "queues", "ledger", "damaged"})
+        self.assertEqual(set(seen), {"pending", "documentDB", "documents", "queues", "held", "ledger", "damaged"})
         self.assertEqual(seen["pending"], self.pending)
         self.assertEqual(seen["documentDB"]["DocumentTarget"], self.pending)
         self.assertEqual(seen["documentDB"]["lifetime_visits"], 2)
@@ -97,6 +97,23 @@ class Inspect(harness.Case):
         clicks = [(line["document"], line["pending"], line["record"]["n"]) for line in self.exported() if line["kind"] == "click"]
         self.assertEqual(clicks, [("GONE_1.000000", False, 1), ("GONE_1.000000", False, 2),
                                   (self.pending[0], True, 1), (self.pending[0], True, 2)])
+
+    def test_exports_records_once_that_a_document_and_its_queues_hold(self):
+        first = self.pending[0]
+        queues = [os.path.join(self.storage, f"{prefix}{first}.Harvelstone") for prefix in ("pages_", "click_")]
+        before = [shutil.copy(queue, self.path(os.path.basename(queue))) for queue in queues]
+        sending = self.start([ONLINE, SEND, SETTLE], (server := self.silent_server()).url)
+        harness.wait_until(lambda: server.requests, "the upload has arrived")
+        self.end(sending)
+        # As if the process had ended before what the queues had given away was marked there.
+        for copy, queue in zip(before, queues):
+            shutil.copy(copy, queue)
+
+        self.assertEqual([(line["kind"], line["in"], line["record"].get("n")) for line in self.exported()],
+                         [("page", first, None), ("click", first, 1), ("click", first, 2)])
+        seen = self.inspect()
+        self.assertEqual(seen["held"], {"pages_" + first: 1, "click_" + first: 2})
+        self.assertEqual(len(seen["queues"]["click_" + first]), 2)
 
     def test_verifies(self):
         ended = run("inspect", self.storage, "--verify")
@@ -162,7 +179,7 @@ class Inspect(harness.Case):
     def test_an_empty_folder_is_empty(self):
         os.mkdir(self.path("empty"))
         self.assertEqual(self.inspect(self.path("empty")),
-                         {"pending": [], "documentDB": {}, "documents": {}, "queues": {}, "damaged": [], "ledger": {
+                         {"pending": [], "documentDB": {}, "documents": {}, "queues": {}, "held": {}, "damaged": [], "ledger": {
                              "documents": {"created": 0, "sent": 0, "retired": {}, "pending": 0}, "records": {}}})
 
 

@@ -1,7 +1,6 @@
 """Restarts are real processes over the same folder."""
 
 import signal
-import threading
 
 import harness
 from harness import NO_HOLD, NEW_VISIT, OFFLINE, SEND, SETTLE, START, step
@@ -40,12 +39,6 @@ class Restart(harness.Case):
 
 
 class Kill(harness.Case):
-    def silent_server(self):
-        """Never answers."""
-        never = threading.Event()
-        self.addCleanup(never.set)
-        return self.server(lambda request: never.wait() and None)
-
     def kill_in_mid_upload(self, steps):
         server = self.silent_server()
         process = self.start(steps, server.url)

@@ -54,6 +54,7 @@ TEST_F(Inspection, ShowsPendingListDocumentsAndQueues) {
         "documentDB": {"DocumentTarget": ["S1_1.000000"], "lifetime_visits": 3},
         "documents": {"S1_1.000000": {"session": {"sid": "S1"}}},
         "queues": {"pages_S1_1.000000": [{"name": "cart"}, {"name": "checkout"}]},
+        "held": {},
         "ledger": {"documents": {"created": 1, "sent": 0, "retired": {}, "pending": 1},
                    "records": {"page": {"recorded": 2, "assembled": 0, "pending": 2, "sent": 0, "dropped": {},
                                         "damaged": 0}}},
@@ -63,7 +64,7 @@ TEST_F(Inspection, ShowsPendingListDocumentsAndQueues) {
 TEST_F(Inspection, AnEmptyFolderHoldsNothing) {
     TinyMap::sharedInstance().get("postbackDB")->putString("a", "b");
     EXPECT_EQ(inspect(), json::parse(R"({
-        "pending": [], "documentDB": {}, "documents": {}, "queues": {},
+        "pending": [], "documentDB": {}, "documents": {}, "queues": {}, "held": {},
         "ledger": {"documents": {"created": 0, "sent": 0, "retired": {}, "pending": 0}, "records": {}},
         "damaged": []})"));
 }
@@ -74,6 +75,15 @@ TEST_F(Inspection, OnlyUnreadRecordsAreShown) {
     goals.add({{"g1", 2}});
     ASSERT_TRUE(goals.pop());
     EXPECT_EQ(inspect()["queues"]["goal_S1_1.000000"], json::parse(R"([{"g1": 2}])"));
+}
+
+TEST_F(Inspection, WhatTheDocumentHoldsOfItsQueueIsTold) {
+    TinyMap::sharedInstance().get("S1_1.000000")->putInt("retry_count", 1);
+    TinyMap::sharedInstance().get("S1_1.000000")->putMutableArray("click", {Dictionary{{"n", 1}}});
+    QueueFile clicks("click_S1_1.000000");
+    clicks.add({{"n", 1}});
+    clicks.add({{"n", 2}});
+    EXPECT_EQ(inspect()["held"], json::parse(R"({"click_S1_1.000000": 1})"));
 }
 
 TEST_F(Inspection, EveryQueuePrefixIsAQueue) {

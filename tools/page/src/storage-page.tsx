@@ -16,6 +16,8 @@ export interface Storage {
         documentDB: JsonObject;
         documents: Record<string, JsonObject>;
         queues: Record<string, Json[]>;
+        /** How many of a queue's records, from the first, its document holds already; by queue name, if any. */
+        held: Record<string, number>;
         ledger: { documents: JsonObject; records: Record<string, JsonObject> };
         damaged: JsonObject[];
     };
@@ -31,13 +33,19 @@ function queuesOf(id: string, queues: Record<string, Json[]>): [string, Json[]][
     return Object.entries(queues).filter(([name]) => name.endsWith(`_${id}`));
 }
 
+/** An app that died in the middle of filling a document leaves its records in both places. */
+function queueText(count: number, held: number): string {
+    const text = `${countText(count, "record")} in the queue`;
+    return held > 0 ? `${text}, ${held === count ? "all" : `the first ${held}`} in the document already` : text;
+}
+
 function DocumentTree({ id, storage }: { id: string; storage: Storage }) {
-    const { documents, queues } = storage.contents;
+    const { documents, queues, held } = storage.contents;
     const pending = pendingIds(storage);
     const sections = documents[id];
     const place = pending.indexOf(id);
     const waiting = queuesOf(id, queues);
-    const recordCount = waiting.reduce((sum, [, records]) => sum + records.length, 0);
+    const recordCount = waiting.reduce((sum, [name, records]) => sum + records.length - (held[name] ?? 0), 0);
     return (
         <details class="branch document" data-document={id} open={place === 0}>
             <summary>
@@ -51,7 +59,7 @@ function DocumentTree({ id, storage }: { id: string; storage: Storage }) {
                     <Branch name={name} path={`/${name}`} value={value} context={{ problems: [], meaningOf, hidesEmpty: true }} key={name} />
                 ))}
                 {waiting.map(([name, records]) => (
-                    <Branch name={name.slice(0, -id.length - 1)} path={`/queue/${name}`} value={records} context={none} badge={`${countText(records.length, "record")} in the queue`} key={name} />
+                    <Branch name={name.slice(0, -id.length - 1)} path={`/queue/${name}`} value={records} context={none} badge={queueText(records.length, held[name] ?? 0)} key={name} />
                 ))}
             </div>
         </details>

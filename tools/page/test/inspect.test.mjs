@@ -1,7 +1,7 @@
 // The page that `harvelstone inspect --html` writes, opened from its file.
 
 import assert from "node:assert/strict";
-import { appendFileSync, readdirSync, writeFileSync } from "node:fs";
+import { appendFileSync, readdirSync, readFileSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { test } from "node:test";
 import { pathToFileURL } from "node:url";
@@ -49,6 +49,21 @@ test("a storage folder is one page with documents, queues and ledger", async () 
     assert.match(await first.locator('[data-path="/session/visit_new"]').innerText(), /"Y"/);
     await showsTexts(page.locator(".ledger tbody th"), ["click", "page"]);
     assert.equal(await page.locator("#app img").count(), 0);
+});
+
+test("records that document and queue hold are told to be in the document", async () => {
+    const folder = temporaryFolder();
+    const storage = storageOf(folder);
+    const queue = readdirSync(storage).find((name) => name.startsWith("click_"));
+    const document = queue.slice("click_".length);
+    const filled = JSON.parse(readFileSync(join(storage, document), "utf8"));
+    const id = document.replace(/\.Harvelstone$/, "");
+    const [record] = JSON.parse(run("inspect", storage, "--json").stdout).queues[`click_${id}`];
+    writeFileSync(join(storage, document), JSON.stringify({ ...filled, retry_count: 1, click: [record] }));
+    const page = await pageOf(storage, join(folder, "page.html"));
+    const first = page.locator(".document").first();
+    assert.match(await first.locator("> summary").innerText(), /1 record not yet in it/);
+    await showsTexts(first.locator('.branch[data-path^="/queue/click"] > summary .size').first(), ["1 record in the queue, all in the document already"]);
 });
 
 test("damage comes first", async () => {
