@@ -56,6 +56,27 @@ bool isPending(const StorageContents& contents, const std::string& id) {
     return std::find(contents.pending.begin(), contents.pending.end(), Value(id)) != contents.pending.end();
 }
 
+void addFolder(Tree& tree, int depth, const StorageContents& folder) {
+    tree.add(depth, fmt::format("pending ({})", folder.pending.size()));
+    for (const auto& id : folder.pending) tree.add(depth + 1, platform::describe(id));
+    tree.add(depth, "documentDB");
+    for (const auto& [key, value] : folder.documentDB) tree.addValue(depth + 1, key, value);
+    tree.add(depth, fmt::format("documents ({})", folder.documents.size()));
+    for (const auto& [id, sections] : folder.documents) {
+        tree.add(depth + 1, isPending(folder, id) ? id : id + " (not pending)");
+        for (const auto& [key, section] : *sections.dictionary()) tree.addValue(depth + 2, key, section);
+    }
+    tree.add(depth, fmt::format("queues ({})", folder.queues.size()));
+    for (const auto& [name, records] : folder.queues) {
+        tree.addValue(depth + 1, name, records);
+        if (const auto held = findValue(folder.held, name))
+            tree.add(depth + 2, fmt::format("the document holds the first {} already", held->integerValue()));
+    }
+    tree.add(depth, "ledger");
+    const auto ledger = ledgerValue(folder.ledger);
+    for (const auto& [key, value] : ledger) tree.addValue(depth + 1, key, value);
+}
+
 /// The storage folder that is meant: the folder itself, or the one in a Documents folder.
 std::string storageFolderIn(const std::string& folder) {
     const std::filesystem::path path(folder);
@@ -65,11 +86,21 @@ std::string storageFolderIn(const std::string& folder) {
     return std::filesystem::is_directory(inner, ignored) ? inner.string() : folder;
 }
 
+Dictionary folderValue(StorageContents folder) {
+    return {{"pending", std::move(folder.pending)},     {"documentDB", std::move(folder.documentDB)},
+            {"documents", std::move(folder.documents)}, {"queues", std::move(folder.queues)},
+            {"held", std::move(folder.held)},           {"ledger", ledgerValue(folder.ledger)}};
+}
+
 Dictionary storageValue(StorageContents contents) {
-    return {{"pending", std::move(contents.pending)},     {"documentDB", std::move(contents.documentDB)},
-            {"documents", std::move(contents.documents)}, {"queues", std::move(contents.queues)},
-            {"held", std::move(contents.held)},           {"ledger", ledgerValue(contents.ledger)},
-            {"damaged", std::move(contents.damaged)}};
+    Dictionary forked;
+    for (auto& child : contents.forked) {
+        auto name = child.folder.substr(0, child.folder.find('/'));
+        forked.emplace(std::move(name), folderValue(std::move(child)));
+    }
+    Dictionary members{{"forked", std::move(forked)}, {"damaged", std::move(contents.damaged)}};
+    members.merge(folderValue(std::move(contents)));
+    return members;
 }
 
 /// Replaces the file's content; false when the disk refuses it.
@@ -99,24 +130,11 @@ std::string storageJson(StorageContents contents) { return platform::jsonText(st
 
 std::string storageText(const StorageContents& contents) {
     Tree tree;
-    tree.add(0, fmt::format("pending ({})", contents.pending.size()));
-    for (const auto& id : contents.pending) tree.add(1, platform::describe(id));
-    tree.add(0, "documentDB");
-    for (const auto& [key, value] : contents.documentDB) tree.addValue(1, key, value);
-    tree.add(0, fmt::format("documents ({})", contents.documents.size()));
-    for (const auto& [id, sections] : contents.documents) {
-        tree.add(1, isPending(contents, id) ? id : id + " (not pending)");
-        for (const auto& [key, section] : *sections.dictionary()) tree.addValue(2, key, section);
+    addFolder(tree, 0, contents);
+    for (const auto& child : contents.forked) {
+        tree.add(0, child.folder);
+        addFolder(tree, 1, child);
     }
-    tree.add(0, fmt::format("queues ({})", contents.queues.size()));
-    for (const auto& [name, records] : contents.queues) {
-        tree.addValue(1, name, records);
-        if (const auto held = findValue(contents.held, name))
-            tree.add(2, fmt::format("the document holds the first {} already", held->integerValue()));
-    }
-    tree.add(0, "ledger");
-    const auto ledger = ledgerValue(contents.ledger);
-    for (const auto& [key, value] : ledger) tree.addValue(1, key, value);
     tree.add(0, fmt::format("damaged ({})", contents.damaged.size()));
     for (const auto& damage : contents.damaged) tree.add(1, platform::jsonText(damage));
     return std::move(tree).take();

@@ -17,7 +17,7 @@ struct InspectOptions {
 };
 
 /// {"pending": [ids], "documentDB": {...}, "documents": {id: {...}}, "queues": {name: [records]},
-/// "held": {name: count}, "ledger": {...}, "damaged": [...]}.
+/// "held": {name: count}, "ledger": {...}, "forked": {folder: {...}}, "damaged": [...]}.
 std::string storageJson(StorageContents contents);
 /// The same as a tree for people.
 std::string storageText(const StorageContents& contents);

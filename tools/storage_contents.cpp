@@ -1,11 +1,15 @@
-// Reading a storage folder from outside: every "NAME.Harvelstone" by what its name says it is.
+// Reading a storage folder from outside: every "NAME.Harvelstone" by what its name says it is, and the folders of
+// forked children likewise.
 
 #include "tools/storage_contents.hpp"
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
+#include <iterator>
 #include <map>
 #include <memory>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -40,9 +44,48 @@ std::string excerpt(const std::string& path) {
     return text;
 }
 
+/// As the library does it: a link is not followed.
+bool isFolder(const std::string& path) {
+    std::error_code ignored;  // what cannot be looked at is no folder to us
+    return std::filesystem::symlink_status(path, ignored).type() == std::filesystem::file_type::directory;
+}
+
 class FolderReader {
   public:
-    explicit FolderReader(std::string folder) : folder_(std::move(folder)) {}
+    /// `folder` ends with a slash; `within` is what names of files in it are told with.
+    FolderReader(std::string folder, std::string within) : folder_(std::move(folder)) {
+        contents_.folder = std::move(within);
+    }
+
+    /// Everything in it; the reason when it cannot be listed.
+    std::optional<std::string> readAll() {
+        auto names = files().list(folder_);
+        if (!names) return platform::describe(names.error());
+        std::sort(names->begin(), names->end());
+        for (const auto& name : *names) {
+            const bool isChilds = contents_.folder.empty() && isForkedFolder(name) && isFolder(folder_ + name);
+            isChilds ? readForked(name) : read(name);
+        }
+        return std::nullopt;
+    }
+
+    StorageContents finish() && {
+        const auto pending = findValue(contents_.documentDB, *DOCUMENT_TARGET_NAME);
+        if (pending && pending->list()) contents_.pending = *pending->list();
+        const auto names = documentNamesIn(contents_.documentDB);
+        contents_.ledger = makeLedger(names.account(), names.asVector(), counts_);
+        for (const auto& [name, records] : contents_.queues) findHeld(name, *records.list());
+        return std::move(contents_);
+    }
+
+  private:
+    void readForked(const std::string& name) {
+        FolderReader reader(folder_ + name + "/", name + "/");
+        if (const auto error = reader.readAll()) return addDamage(name, *error);
+        auto child = std::move(reader).finish();
+        std::ranges::move(std::exchange(child.damaged, {}), std::back_inserter(contents_.damaged));
+        contents_.forked.push_back(std::move(child));
+    }
 
     void read(const std::string& file) {
         const std::string name(storedName(file));
@@ -63,16 +106,6 @@ class FolderReader {
             contents_.documents.insert_or_assign(name, *std::move(values));
     }
 
-    StorageContents finish() && {
-        const auto pending = findValue(contents_.documentDB, *DOCUMENT_TARGET_NAME);
-        if (pending && pending->list()) contents_.pending = *pending->list();
-        const auto names = documentNamesIn(contents_.documentDB);
-        contents_.ledger = makeLedger(names.account(), names.asVector(), counts_);
-        for (const auto& [name, records] : contents_.queues) findHeld(name, *records.list());
-        return std::move(contents_);
-    }
-
-  private:
     void findHeld(const std::string& queue, const List& unread) {
         const auto owner = queueOwner(queue);
         const auto document = findValue(contents_.documents, owner->documentId);
@@ -128,7 +161,7 @@ class FolderReader {
     }
 
     void addDamage(const std::string& file, const std::string& why, Dictionary more = {}) {
-        more.insert_or_assign("file", file);
+        more.insert_or_assign("file", contents_.folder + file);
         more.insert_or_assign("why", why);
         contents_.damaged.emplace_back(std::move(more));
     }
@@ -141,14 +174,11 @@ class FolderReader {
 }  // namespace
 
 std::optional<StorageContents> readStorage(const std::string& folder, std::string& error) {
-    auto names = files().list(folder);
-    if (!names) {
-        error = platform::describe(names.error());
+    FolderReader reader(folder.ends_with('/') ? folder : folder + "/", /*within=*/"");
+    if (auto reason = reader.readAll()) {
+        error = *std::move(reason);
         return std::nullopt;
     }
-    std::sort(names->begin(), names->end());
-    FolderReader reader(folder.ends_with('/') ? folder : folder + "/");
-    for (const auto& name : *names) reader.read(name);
     return std::move(reader).finish();
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <span>
+#include <vector>
 
 #include "harvelstone/document/RecordKind.hpp"
 #include "harvelstone/platform/Json.hpp"
@@ -19,45 +20,61 @@ class Export {
     explicit Export(const StorageContents& contents) : contents_(contents) {}
 
     std::string lines() && {
-        for (const auto& id : contents_.pending) {
-            if (id.string() == nullptr) continue;
-            addDocument(*id.string());
-            for (const auto kind : allRecordKinds) addQueue(queuePrefix(kind) + *id.string());
+        for (const auto& id : pending_) {
+            forEachFolder([&](const StorageContents& folder) {
+                addDocument(folder, id);
+                for (const auto kind : allRecordKinds) addQueue(folder, queuePrefix(kind) + id);
+            });
         }
-        for (const auto& [name, records] : contents_.queues) {
-            const auto owner = queueOwner(name);
-            if (owner && !isPending(owner->documentId)) addQueue(name);
-        }
+        forEachFolder([&](const StorageContents& folder) {
+            for (const auto& [name, records] : folder.queues)
+                if (!isPending(queueOwner(name)->documentId)) addQueue(folder, name);
+        });
         for (const auto& damage : contents_.damaged) addSetAside(*damage.dictionary());
         return std::move(lines_);
     }
 
   private:
-    bool isPending(const std::string& id) const {
-        return std::ranges::find(contents_.pending, Value(id)) != contents_.pending.end();
+    template <typename Use>
+    void forEachFolder(Use use) const {
+        use(contents_);
+        for (const auto& child : contents_.forked) use(child);
     }
 
-    void addDocument(const std::string& id) {
-        const auto document = findValue(contents_.documents, id);
+    /// Of all folders, each once: a child's list may have been taken over, and its folder not be deleted yet.
+    std::vector<std::string> pendingIds() const {
+        std::vector<std::string> ids;
+        forEachFolder([&](const StorageContents& folder) {
+            for (const auto& id : folder.pending)
+                if (id.string() && std::ranges::find(ids, *id.string()) == ids.end()) ids.push_back(*id.string());
+        });
+        return ids;
+    }
+
+    bool isPending(const std::string& id) const { return std::ranges::find(pending_, id) != pending_.end(); }
+
+    void addDocument(const StorageContents& folder, const std::string& id) {
+        const auto document = findValue(folder.documents, id);
         if (!document) return;
-        for (const auto kind : allRecordKinds) {
-            addAll(recordsIn(*document->dictionary(), kind), {kind, id}, id);
-        }
+        for (const auto kind : allRecordKinds)
+            addAll(recordsIn(*document->dictionary(), kind), {kind, id}, folder.folder + id);
     }
 
-    void addQueue(const std::string& name) {
-        const auto records = findValue(contents_.queues, name);
-        const auto owner = queueOwner(name);
-        if (!records || !owner) return;
-        const auto held = static_cast<std::size_t>(integerValue(findValue(contents_.held, name)));
-        addAll(std::span(*records->list()).subspan(held), *owner, name);
+    void addQueue(const StorageContents& folder, const std::string& name) {
+        const auto records = findValue(folder.queues, name);
+        if (!records) return;
+        const auto held = static_cast<std::size_t>(integerValue(findValue(folder.held, name)));
+        addAll(std::span(*records->list()).subspan(held), *queueOwner(name), folder.folder + name);
     }
 
     void addSetAside(const Dictionary& damage) {
         const auto records = findValue(damage, "records");
         const auto owner = findValue(damage, "owner");
         if (!records || !owner) return;
-        if (const auto queue = queueOwner(*owner->string())) addAll(*records->list(), *queue, *owner->string());
+        const auto file = *damage.at("file").string();
+        const auto folder = file.substr(0, file.find('/') + 1);  // empty without a slash
+        if (const auto queue = queueOwner(*owner->string()))
+            addAll(*records->list(), *queue, folder + *owner->string());
     }
 
     void addAll(std::span<const Value> records, const QueueOwner& owner, const std::string& place) {
@@ -72,6 +89,7 @@ class Export {
     }
 
     const StorageContents& contents_;
+    const std::vector<std::string> pending_ = pendingIds();
     std::string lines_;
 };
 

@@ -36,7 +36,7 @@ class Inspect(harness.Case):
 
     def test_shows_everything(self):
         seen = self.inspect()
-        self.assertEqual(set(seen), {"pending", "documentDB", "documents", "queues", "held", "ledger", "damaged"})
+        self.assertEqual(set(seen), {"pending", "documentDB", "documents", "queues", "held", "ledger", "forked", "damaged"})
         self.assertEqual(seen["pending"], self.pending)
         self.assertEqual(seen["documentDB"]["DocumentTarget"], self.pending)
         self.assertEqual(seen["documentDB"]["lifetime_visits"], 2)
@@ -115,6 +115,42 @@ class Inspect(harness.Case):
         self.assertEqual(seen["held"], {"pages_" + first: 1, "click_" + first: 2})
         self.assertEqual(len(seen["queues"]["click_" + first]), 2)
 
+    def put_into_childs_folder(self):
+        """What the app has left lies in the folder of a forked child, and nothing in its own; gives that folder's name."""
+        name = "forked-6F9619FF-8B86-4011-B42D-00CF4FC964FF"
+        os.rename(self.storage, self.path("childs"))
+        os.mkdir(self.storage)
+        os.rename(self.path("childs"), os.path.join(self.storage, name))
+        return name
+
+    def test_shows_what_forked_children_have_left(self):
+        alone = self.inspect()
+        name = self.put_into_childs_folder()
+        seen = self.inspect()
+        del alone["forked"], alone["damaged"]
+        self.assertEqual((seen["forked"], seen["pending"], seen["damaged"]), ({name: alone}, [], []))
+        self.assertIn(f"{name}/\n  pending (2)\n", run("inspect", self.storage).stdout)
+
+    def test_exports_what_forked_children_have_left(self):
+        alone = self.exported()
+        name = self.put_into_childs_folder()
+        os.symlink(os.path.join(self.storage, name), os.path.join(self.storage, "forked-link"))
+        self.assertEqual(self.exported(), [{**line, "in": f"{name}/{line['in']}"} for line in alone])
+
+        childs = os.path.join(self.storage, name)
+        queue = os.path.join(childs, f"click_{self.pending[0]}")
+        os.rename(queue + ".Harvelstone", queue + ".corrupt-1479259200.Harvelstone")
+        clicks = [(line["in"], line["pending"], line["record"]["n"]) for line in self.exported() if line["kind"] == "click"]
+        self.assertEqual(clicks, [(f"{name}/click_{self.pending[0]}", True, 1), (f"{name}/click_{self.pending[0]}", True, 2)])
+
+    def test_verifies_what_forked_children_have_left(self):
+        name = self.put_into_childs_folder()
+        with open(os.path.join(self.storage, name, "DocumentDB.Harvelstone"), "w", encoding="utf-8") as file:
+            file.write("{broken")
+        ended = run("inspect", self.storage, "--verify")
+        self.assertEqual((ended.returncode, ended.stdout),
+                         (FAILED, f"{name}/DocumentDB.Harvelstone: the file is no JSON object\n"))
+
     def test_verifies(self):
         ended = run("inspect", self.storage, "--verify")
         self.assertEqual((ended.returncode, ended.stdout), (DONE, "no damage\n"))
@@ -179,7 +215,7 @@ class Inspect(harness.Case):
     def test_an_empty_folder_is_empty(self):
         os.mkdir(self.path("empty"))
         self.assertEqual(self.inspect(self.path("empty")),
-                         {"pending": [], "documentDB": {}, "documents": {}, "queues": {}, "held": {}, "damaged": [], "ledger": {
+                         {"pending": [], "documentDB": {}, "documents": {}, "queues": {}, "held": {}, "forked": {}, "damaged": [], "ledger": {
                              "documents": {"created": 0, "sent": 0, "retired": {}, "pending": 0}, "records": {}}})
 
 

@@ -10,6 +10,7 @@
 
 #include "tests/support/TestPlatform.hpp"
 #include "tools/inspect.hpp"
+#include "tools/unsent_records.hpp"
 
 namespace harvelstone::tools {
 
@@ -54,7 +55,7 @@ TEST_F(Inspection, ShowsPendingListDocumentsAndQueues) {
         "documentDB": {"DocumentTarget": ["S1_1.000000"], "lifetime_visits": 3},
         "documents": {"S1_1.000000": {"session": {"sid": "S1"}}},
         "queues": {"pages_S1_1.000000": [{"name": "cart"}, {"name": "checkout"}]},
-        "held": {},
+        "held": {}, "forked": {},
         "ledger": {"documents": {"created": 1, "sent": 0, "retired": {}, "pending": 1},
                    "records": {"page": {"recorded": 2, "assembled": 0, "pending": 2, "sent": 0, "dropped": {},
                                         "damaged": 0}}},
@@ -64,7 +65,7 @@ TEST_F(Inspection, ShowsPendingListDocumentsAndQueues) {
 TEST_F(Inspection, AnEmptyFolderHoldsNothing) {
     TinyMap::sharedInstance().get("postbackDB")->putString("a", "b");
     EXPECT_EQ(inspect(), json::parse(R"({
-        "pending": [], "documentDB": {}, "documents": {}, "queues": {}, "held": {},
+        "pending": [], "documentDB": {}, "documents": {}, "queues": {}, "held": {}, "forked": {},
         "ledger": {"documents": {"created": 0, "sent": 0, "retired": {}, "pending": 0}, "records": {}},
         "damaged": []})"));
 }
@@ -145,6 +146,25 @@ TEST_F(Inspection, AFileSetAsideIsReportedWithWhatCanBeRead) {
     EXPECT_EQ(seen["damaged"],
               json::parse(R"([{"file": "DocumentDB.corrupt-1479259200.Harvelstone", "owner": "DocumentDB",
                                                 "why": "set aside as unreadable", "text": "oops"}])"));
+}
+
+TEST_F(Inspection, AFileWithTheNameOfAChildsFolderIsAFile) {
+    machine_.writeFile("forked-notes.Harvelstone", "{\"session\": {}}");
+    const auto seen = inspect();
+    EXPECT_TRUE(seen["forked"].empty());
+    EXPECT_TRUE(seen["documents"].contains("forked-notes"));
+}
+
+TEST_F(Inspection, ADocumentTakenOverFromAChildIsExportedOnceUntilItsFolderGoes) {
+    const auto database = TinyMap::sharedInstance().get("DocumentDB");
+    database->putMutableArray("DocumentTarget", {"S1_1.000000"});
+    QueueFile("click_S1_1.000000").add({{"n", 1}});
+    ASSERT_TRUE(machine_.fileSystem->makeFolder(machine_.folder + "forked-1"));
+    machine_.writeFile("forked-1/DocumentDB.Harvelstone", machine_.readFile("DocumentDB.Harvelstone"));
+    std::string error;
+    EXPECT_EQ(unsentRecordLines(*readStorage(machine_.folder, error)),
+              "{\"document\":\"S1_1.000000\",\"in\":\"click_S1_1.000000\",\"kind\":\"click\",\"pending\":true,"
+              "\"record\":{\"n\":1}}\n");
 }
 
 TEST_F(Inspection, AFolderInPlaceOfAFileIsReported) {

@@ -8,17 +8,22 @@ import { meaningOf } from "./schema.ts";
 import { ThemeButton } from "./theme.tsx";
 import { Branch, Members } from "./tree.tsx";
 
+interface Folder {
+    pending: Json[];
+    documentDB: JsonObject;
+    documents: Record<string, JsonObject>;
+    queues: Record<string, Json[]>;
+    /** How many of a queue's records, from the first, its document holds already; by queue name, if any. */
+    held: Record<string, number>;
+    ledger: { documents: JsonObject; records: Record<string, JsonObject> };
+}
+
 export interface Storage {
     folder: string;
     made: string;
-    contents: {
-        pending: Json[];
-        documentDB: JsonObject;
-        documents: Record<string, JsonObject>;
-        queues: Record<string, Json[]>;
-        /** How many of a queue's records, from the first, its document holds already; by queue name, if any. */
-        held: Record<string, number>;
-        ledger: { documents: JsonObject; records: Record<string, JsonObject> };
+    contents: Folder & {
+        /** What forked children have left, by the names of their folders. */
+        forked: Record<string, Folder>;
         damaged: JsonObject[];
     };
 }
@@ -26,7 +31,9 @@ export interface Storage {
 const none = { problems: [] };
 
 /** A damaged list may hold anything. */
-const pendingIds = (storage: Storage) => storage.contents.pending.filter((id) => typeof id === "string");
+const pendingIds = (folder: Folder) => folder.pending.filter((id) => typeof id === "string");
+
+const sum = (numbers: number[]) => numbers.reduce((one, other) => one + other, 0);
 
 /** The queues of a document, by what stands before its id. */
 function queuesOf(id: string, queues: Record<string, Json[]>): [string, Json[]][] {
@@ -39,13 +46,13 @@ function queueText(count: number, held: number): string {
     return held > 0 ? `${text}, ${held === count ? "all" : `the first ${held}`} in the document already` : text;
 }
 
-function DocumentTree({ id, storage }: { id: string; storage: Storage }) {
-    const { documents, queues, held } = storage.contents;
-    const pending = pendingIds(storage);
+function DocumentTree({ id, folder }: { id: string; folder: Folder }) {
+    const { documents, queues, held } = folder;
+    const pending = pendingIds(folder);
     const sections = documents[id];
     const place = pending.indexOf(id);
     const waiting = queuesOf(id, queues);
-    const recordCount = waiting.reduce((sum, [name, records]) => sum + records.length - (held[name] ?? 0), 0);
+    const recordCount = sum(waiting.map(([name, records]) => records.length - (held[name] ?? 0)));
     return (
         <details class="branch document" data-document={id} open={place === 0}>
             <summary>
@@ -74,10 +81,10 @@ function amount(value: Json | undefined): string {
     return reasons.join(", ") || "0";
 }
 
-function Ledger({ ledger }: { ledger: Storage["contents"]["ledger"] }) {
+function Ledger({ ledger, where }: { ledger: Folder["ledger"]; where: string }) {
     return (
-        <section class="card" aria-label="Ledger">
-            <h2>Ledger</h2>
+        <section class="card" aria-label={`Ledger${where}`}>
+            <h2>Ledger{where}</h2>
             <p class="hint">What became of everything so far.</p>
             <dl class="figures">
                 {Object.entries(ledger.documents).map(([name, value]) => (
@@ -130,12 +137,43 @@ function Damage({ damaged }: { damaged: JsonObject[] }) {
     );
 }
 
+function Documents({ folder, where }: { folder: Folder; where: string }) {
+    const pending = pendingIds(folder);
+    const ids = [...pending, ...Object.keys(folder.documents).filter((id) => !pending.includes(id))];
+    const loose = Object.entries(folder.queues).filter(([name]) => !ids.some((id) => name.endsWith(`_${id}`)));
+    return (
+        <section class="card" aria-label={`Documents${where}`}>
+            <h2>Documents{where}</h2>
+            {ids.length === 0 ? <p class="none">There is none.</p> : ids.map((id) => <DocumentTree id={id} folder={folder} key={id} />)}
+            {loose.map(([name, records]) => (
+                <Branch name={name} path={`/queue/${name}`} value={records} context={none} badge={`${countText(records.length, "record")}, without a document`} key={name} />
+            ))}
+        </section>
+    );
+}
+
+function FolderCards({ folder, where }: { folder: Folder; where: string }) {
+    return (
+        <>
+            <Documents folder={folder} where={where} />
+            <Ledger ledger={folder.ledger} where={where} />
+            <section class="card" aria-label={`Document DB${where}`}>
+                <h2>Document DB{where}</h2>
+                <Members value={folder.documentDB} path="/db" context={none} />
+            </section>
+        </>
+    );
+}
+
 export function StoragePage({ storage }: { storage: Storage }) {
-    const { documents, queues, damaged, documentDB, ledger } = storage.contents;
-    const pending = pendingIds(storage);
-    const ids = [...pending, ...Object.keys(documents).filter((id) => !pending.includes(id))];
-    const loose = Object.entries(queues).filter(([name]) => !ids.some((id) => name.endsWith(`_${id}`)));
-    const waiting = Object.values(queues).reduce((sum, records) => sum + records.length, 0);
+    const { damaged, forked } = storage.contents;
+    const folders = [storage.contents, ...Object.values(forked)];
+    const figures = [
+        ["pending", sum(folders.map((folder) => pendingIds(folder).length))],
+        ["documents", sum(folders.map(({ documents }) => Object.keys(documents).length))],
+        ["records in queues", sum(folders.flatMap(({ queues }) => Object.values(queues).map((records) => records.length)))],
+        ["damaged", damaged.length],
+    ] as const;
     useEffect(() => {
         document.title = `harvelstone inspect ${storage.folder}`;
     }, []);
@@ -151,7 +189,7 @@ export function StoragePage({ storage }: { storage: Storage }) {
                     <small>as it stood on {storage.made}</small>
                 </p>
                 <dl class="figures">
-                    {([["pending", pending.length], ["documents", Object.keys(documents).length], ["records in queues", waiting], ["damaged", damaged.length]] as const).map(([name, value]) => (
+                    {figures.map(([name, value]) => (
                         <div class={name === "damaged" && value > 0 ? "bad" : ""} key={name}>
                             <dt>{name}</dt>
                             <dd>{value.toLocaleString("en")}</dd>
@@ -162,18 +200,10 @@ export function StoragePage({ storage }: { storage: Storage }) {
             </header>
             <main class="storage">
                 <Damage damaged={damaged} />
-                <section class="card" aria-label="Documents">
-                    <h2>Documents</h2>
-                    {ids.length === 0 ? <p class="none">There is none.</p> : ids.map((id) => <DocumentTree id={id} storage={storage} key={id} />)}
-                    {loose.map(([name, records]) => (
-                        <Branch name={name} path={`/queue/${name}`} value={records} context={none} badge={`${countText(records.length, "record")}, without a document`} key={name} />
-                    ))}
-                </section>
-                <Ledger ledger={ledger} />
-                <section class="card" aria-label="Document DB">
-                    <h2>Document DB</h2>
-                    <Members value={documentDB} path="/db" context={none} />
-                </section>
+                <FolderCards folder={storage.contents} where="" />
+                {Object.entries(forked).map(([name, folder]) => (
+                    <FolderCards folder={folder} where={` in ${name}`} key={name} />
+                ))}
             </main>
         </>
     );

@@ -1,7 +1,7 @@
 // The page that `harvelstone inspect --html` writes, opened from its file.
 
 import assert from "node:assert/strict";
-import { appendFileSync, readdirSync, readFileSync, writeFileSync } from "node:fs";
+import { appendFileSync, mkdirSync, readdirSync, readFileSync, renameSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { test } from "node:test";
 import { pathToFileURL } from "node:url";
@@ -75,6 +75,22 @@ test("damage comes first", async () => {
     await page.getByRole("heading", { name: "Damaged (1)" }).waitFor();
     assert.match(await page.locator(".problems").innerText(), /bytes that are no record/);
     assert.ok((await page.locator(".problems").innerText()).includes(queue));
+});
+
+test("what forked children have left is shown with their folder", async () => {
+    const folder = temporaryFolder();
+    const storage = storageOf(folder);
+    const childs = join(storage, "forked-1");
+    renameSync(storage, join(folder, "childs"));
+    mkdirSync(storage);
+    renameSync(join(folder, "childs"), childs);
+    writeFileSync(join(childs, "S1_1.000000.Harvelstone"), "{broken");
+    const page = await pageOf(storage, join(folder, "page.html"));
+    await page.getByText("There is none.").waitFor();
+    const documents = page.getByRole("region", { name: "Documents in forked-1" });
+    await showsTexts(documents.locator(".document > summary"), ["pending, 1 of 2", "pending, 2 of 2"]);
+    await showsTexts(page.locator(".problems .branch > summary").first(), ["forked-1/S1_1.000000.Harvelstone"]);
+    await showsTexts(page.locator("header .figures dd").first(), ["2"]);
 });
 
 test("an empty folder is a page too", async () => {
