@@ -1,8 +1,9 @@
 """Every code block of README.md and the pages stands in a file that is compiled or run, or is a command that there is.
 
-C++, C, Python and CMake are quoted from examples/ and tests/, indented more or less: the tests build and run what is
-there. JSON parses. Commands name subcommands, options, presets and files that exist; for what builds hosts there is
-the script that does the same. A host is shown in few lines: they are counted for each heading of its page.
+C++, C, Python and CMake are quoted from examples/ and tests/, indented more or less: from files that the tests or a
+script name, which build and run them. JSON parses. Commands name subcommands, options, presets and files that exist;
+for what builds hosts there is the script that does the same. A host is shown in few lines: they are counted for each
+heading of its page.
 """
 
 import json
@@ -13,11 +14,15 @@ SOURCES = {"cpp": "examples/**/*.cpp", "c": "examples/**/*.c", "python": ("examp
            "cmake": "examples/**/CMakeLists.txt"}
 # In a project of its own the sources lie in a folder of their name.
 ELSEWHERE = {"add_subdirectory(harvelstone)": "add_subdirectory(../.. harvelstone)"}
+# What names the files that it builds and runs.
+BUILDERS = ("tests/**/CMakeLists.txt", "tests/**/*.py", "examples/**/CMakeLists.txt", "scripts/install-check")
 # The program that begins a command, and what runs such commands in earnest.
 TRIED_BY = {"c++": "scripts/install-check", "cc": "scripts/install-check"}
 NO_CODE = ("", "hex")  # what is printed, and bytes of files
+COMMAND_LINE = "tools/main.cpp"
 HOSTS, LINES_OF_A_HOST = "docs/hosts.md", 19
 
+_MARK = re.compile(r"^\s*(?:```|~~~)", re.MULTILINE)
 _FENCE = re.compile(r"^```(\w*)[^\n]*\n(.*?)^```$", re.DOTALL | re.MULTILINE)
 
 
@@ -25,7 +30,10 @@ def check(root):
     findings = []
     for page in sorted(root.glob("*.md")) + sorted((root / "docs").glob("*.md")):
         text = page.read_text(encoding="utf-8")
-        for match in _FENCE.finditer(text):
+        blocks = list(_FENCE.finditer(text))
+        if len(_MARK.findall(text)) != 2 * len(blocks):
+            findings.append(f"{page.relative_to(root).as_posix()}: a block does not begin and end with ``` on lines of their own")
+        for match in blocks:
             line = text.count("\n", 0, match.start()) + 1
             fault = _fault(root, match.group(1), match.group(2))
             if fault:
@@ -64,12 +72,23 @@ def _stripped(lines):
 def _is_quoted(root, language, block):
     wanted = _stripped(block.split("\n"))
     patterns = SOURCES[language] if isinstance(SOURCES[language], tuple) else (SOURCES[language],)
-    for path in (path for pattern in patterns for path in root.glob(pattern)):
+    for path in (path for pattern in patterns for path in root.glob(pattern) if _is_built(root, path)):
         lines = [line.rstrip() for line in path.read_text(encoding="utf-8").split("\n")]
         for begin in range(len(lines) - len(wanted) + 1):
             if _stripped(lines[begin : begin + len(wanted)]) == wanted:
                 return True
     return False
+
+
+def _is_built(root, path):
+    if path.name == "CMakeLists.txt":
+        named = re.compile(rf"\bexamples/{re.escape(path.parent.name)}\b")
+    elif path.is_relative_to(root / "tests"):
+        return True
+    else:
+        named = re.compile(rf"\b{re.escape(path.name)}\b")
+    builders = (builder for pattern in BUILDERS for builder in root.glob(pattern) if builder != path)
+    return any(named.search(builder.read_text(encoding="utf-8")) for builder in builders)
 
 
 def _json_fault(language, block):
@@ -93,10 +112,10 @@ def _command_fault(root, words):
         is_there = len(words) > 1 and re.search(rf"^  {re.escape(words[1])}\b", (root / "dev").read_text(), re.MULTILINE)
         return None if is_there else f"./dev has no such command: {' '.join(words)}"
     if program.endswith("harvelstone"):
-        page = root / "docs" / f"{words[1]}.md"
-        text = page.read_text(encoding="utf-8") if page.exists() else ""
-        unknown = [word for word in words[1:] if word.startswith("--") and word not in text]
-        return None if text and not unknown else f"harvelstone has no such subcommand or option: {' '.join(words)}"
+        text = (root / COMMAND_LINE).read_text(encoding="utf-8")
+        unknown = [word for word in words[1:] if word.startswith("--") and f'"{word}"' not in text]
+        is_there = f'"{words[1]}"' in text and not unknown
+        return None if is_there else f"harvelstone has no such subcommand or option: {' '.join(words)}"
     if program == "python3":
         return None if (root / words[1]).exists() else f"there is no {words[1]}"
     if program == "cmake":

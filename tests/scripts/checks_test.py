@@ -325,11 +325,28 @@ class CodeBlocksTest(TreeTest):
         self.assertEqual(self.findings(language, block), [f"README.md:3: {fault}"])
 
     def test_what_is_quoted_from_an_example_is_fine(self):
+        self.write("tests/CMakeLists.txt", "example(a.cpp)\n")
         self.write("examples/hosts/a.cpp", "int main() {\n    first();\n\n    if (x) {\n        second();\n    }\n}\n")
         for block in ("first();\n\nif (x) {\n    second();\n}\n", "    first();\n", "int main() {\n    first();\n"):
             self.assertEqual(self.findings("cpp", block), [])
 
+    def test_what_is_quoted_from_a_file_that_nothing_builds_is_found(self):
+        self.write("tests/CMakeLists.txt", "example(a.cpp)\n")
+        self.write("scripts/install-check", "make_host examples/a\n")
+        for language, first, second in (("cpp", "hosts/a.cpp", "hosts/b.cpp"), ("cmake", "a/CMakeLists.txt", "b/CMakeLists.txt")):
+            self.write(f"examples/{first}", "first()\n")
+            self.write(f"examples/{second}", "second()\n")
+            self.assertEqual(self.findings(language, "first()\n"), [])
+            self.assert_found(language, "second()\n", "the block stands in no file that is compiled or run")
+
+    def test_a_block_that_is_not_written_as_the_others_is_found(self):
+        fault = "README.md: a block does not begin and end with ``` on lines of their own"
+        for text in ("```sh\n./dev demo\n", "~~~\nprinted\n~~~\n", "- item\n\n  ```\n  printed\n  ```\n", "printed\n```\n"):
+            self.write("README.md", f"# Title\n\n{text}")
+            self.assertEqual(code_blocks.check(self.root), [fault], text)
+
     def test_what_is_not_quoted_line_for_line_is_found(self):
+        self.write("tests/CMakeLists.txt", "example(a.cpp)\n")
         self.write("examples/hosts/a.cpp", "first();\n\nsecond();\nthird();\n")
         fault = "the block stands in no file that is compiled or run"
         for block in ("fourth();\n", "first();\nsecond();\n", "first();\n\n    second();\n", "third();\nsecond();\n"):
@@ -345,7 +362,7 @@ class CodeBlocksTest(TreeTest):
 
     def test_a_command_is_found_that_there_is_not(self):
         self.write("dev", "usage:\n  demo [ARGUMENT...]   plays\n")
-        self.write("docs/collect.md", "--port N\n")
+        self.write("tools/main.cpp", 'subcommand("collect")->add_option("--port")\n')
         self.write("CMakePresets.json", '{"configurePresets": [{"name": "dev"}]}')
         self.write("scripts/install-check", "quietly c++ -o shop\n")
         self.write("examples/a.py", "")
@@ -357,6 +374,7 @@ class CodeBlocksTest(TreeTest):
             self.assertEqual(len(self.findings("sh", f"./dev demo\n{command}\n")), 1, command)
 
     def test_a_host_that_is_shown_in_too_many_lines_is_found(self):
+        self.write("tests/CMakeLists.txt", "example(a.cpp)\n")
         self.write("examples/hosts/a.cpp", "call();\n" * 19 + "last();\n")
         shown = "# Hosts\n\n## A loop\n\n```cpp\n" + "call();\n" * 19 + "```\n"
         self.write("docs/hosts.md", shown)
