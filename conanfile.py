@@ -5,6 +5,7 @@ import re
 
 from conan import ConanFile
 from conan.tools.cmake import CMake, cmake_layout
+from conan.tools.files import copy
 
 
 class Harvelstone(ConanFile):
@@ -31,7 +32,7 @@ class Harvelstone(ConanFile):
         self.requires("zlib/[>=1.2.13 <2]")
         if self.options.tools or self.options.tests:
             self.requires("cli11/[>=2.1 <3]")
-            self.requires("cpp-httplib/[>=0.11 <1]")
+            self.requires("cpp-httplib/[>=0.11 <0.12]")  # the collector replaces what its server does with a socket
         if self.options.tests:
             self.requires("gtest/[>=1.12 <2]")
             self.requires("nlohmann_json/[>=3.11 <4]")
@@ -48,6 +49,7 @@ class Harvelstone(ConanFile):
 
     def package(self):
         CMake(self).install()
+        copy(self, "LICENSE", self.source_folder, pathlib.Path(self.package_folder, "licenses"))
 
     def package_info(self):
         self.cpp_info.libs = ["harvelstone"]
