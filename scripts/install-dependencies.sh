@@ -2,7 +2,7 @@
 # Installs the Debian packages that the named groups need, as root or through sudo: all groups without an argument, save
 # `cross`, which makes arm64 a foreign architecture of the system. Takes no package away, and is quiet and quick when
 # everything is there.
-#   scripts/install-dependencies.sh [build|test|lint|check|docs|page|install|coverage|bench|fuzz|cross]...
+#   scripts/install-dependencies.sh [build|test|lint|check|docs|page|install|coverage|bench|sanitize|cross]...
 set -euo pipefail
 
 declare -A packages_of=(
@@ -24,8 +24,8 @@ declare -A packages_of=(
     [coverage]="gcovr"
     # strace, binutils: system calls and sizes are counted, too.
     [bench]="libbenchmark-dev libsqlite3-dev libleveldb-dev strace binutils python3"
-    # libclang-rt: libFuzzer and the sanitizers of clang.
-    [fuzz]="clang libclang-rt-dev"
+    # libclang-rt: the sanitizers and libFuzzer. llvm: names instead of addresses in what they report.
+    [sanitize]="clang libclang-rt-dev llvm"
     # libsimdjson14: its libsimdjson-dev would take the native one away (cmake/aarch64-linux-gnu/).
     [cross]="g++-aarch64-linux-gnu qemu-user
              zlib1g-dev:arm64 libcurl4-openssl-dev:arm64 libsimdjson14:arm64 libfmt-dev:arm64 uuid-dev:arm64

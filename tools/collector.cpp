@@ -22,14 +22,6 @@
 #include "tools/event_stream.hpp"
 #include "tools/inspector_api.hpp"
 
-#if defined(__SANITIZE_THREAD__)
-#define HARVELSTONE_THREAD_SANITIZER
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define HARVELSTONE_THREAD_SANITIZER
-#endif
-#endif
-
 #if defined(HARVELSTONE_THREAD_SANITIZER)
 /// The server library is not built with the thread sanitizer, which therefore misses how its threads agree on who
 /// makes its static objects.

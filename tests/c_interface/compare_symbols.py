@@ -1,6 +1,6 @@
 """Compares the symbols that the shared library shows, with their versions, to the list of those that it shall show.
 
-usage: compare_symbols.py NM LIBRARY LIST
+usage: compare_symbols.py READELF LIBRARY LIST
 """
 
 import difflib
@@ -9,29 +9,28 @@ import re
 import subprocess
 import sys
 
-# Not the nodes of the version script, which are symbols, too, nor inline functions, of which hosts have copies of their
-# own: those come and go with the compiler's options.
-_LEFT_OUT = "AWu"
+_SYMBOL = re.compile(r" *\d+: \w+ +\w+ (?P<kind>\w+) +(?P<binding>\w+) +\w+ +(?P<section>\w+) (?P<name>.*?)@@?(?P<version>[\w.]+)")
 
 
-def shown_symbols(nm, library):
+def _is_listed(symbol):
+    """Not the nodes of the version script, which are symbols, too, nor inline functions, of which hosts have copies of
+    their own: those come and go with the compiler's options."""
+    is_inline = symbol["binding"] == "UNIQUE" or (symbol["binding"], symbol["kind"]) == ("WEAK", "FUNC")
+    return symbol["section"] not in ("UND", "ABS") and not is_inline
+
+
+def shown_symbols(readelf, library):
     """Lines of version and name, sorted. The names of C++ as they are written: several symbols may share one."""
     listed = subprocess.run(
-        [nm, "--dynamic", "--defined-only", "--with-symbol-versions", "--demangle", library],
+        [readelf, "--dyn-syms", "--wide", "--demangle", library],
         capture_output=True, text=True, check=True,
     )
-    symbols = set()
-    for line in listed.stdout.splitlines():
-        _, kind, name = line.split(maxsplit=2)
-        if kind in _LEFT_OUT:
-            continue
-        name, version = re.fullmatch(r"(.*?)@@?([\w.]+)", name).groups()
-        symbols.add(f"{version} {name}")
-    return sorted(symbols)
+    symbols = filter(None, map(_SYMBOL.match, listed.stdout.splitlines()))
+    return sorted({f"{symbol['version']} {symbol['name']}" for symbol in symbols if _is_listed(symbol)})
 
 
-def main(nm, library, list_file):
-    shown = shown_symbols(nm, library)
+def main(readelf, library, list_file):
+    shown = shown_symbols(readelf, library)
     listed = pathlib.Path(list_file).read_text(encoding="utf-8").splitlines()
     difference = list(difflib.unified_diff(listed, shown, "listed", "shown", lineterm="", n=0))
     print("\n".join(difference))

@@ -129,9 +129,9 @@ class FaultAndCrash : public ::testing::Test {
     void restart(const Situation& begin, const Moment& moment, const Left& crash, const FaultSpan& span,
                  HistoryView happened) {
         ++restarts_;
-        const auto& [how, left] = crash;
+        const auto& left = crash.second;
         const auto situation = afterCrash(left, begin.policy, happened);
-        const auto trace = how + " before " + moment.nextCall + " (" + std::to_string(moment.happened) + ")";
+        const auto trace = crash.first + " before " + moment.nextCall + " (" + std::to_string(moment.happened) + ")";
         const bool isSettled = moment.happened - before_.size() > span.settled;
         life([&] {
             SCOPED_TRACE(trace);

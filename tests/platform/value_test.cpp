@@ -165,7 +165,7 @@ TEST(NestingDepth, CountsContainersAtTheDeepestPlace) {
     EXPECT_EQ(nestingDepth(Value(List{1, 2})), 1U);
     EXPECT_EQ(nestingDepth(Value(Dictionary())), 1U);
     EXPECT_EQ(nestingDepth(Value(Dictionary{{"a", List{1}}, {"b", 2}})), 2U);
-    EXPECT_EQ(nestingDepth(Value(List{List(), Dictionary{{"a", List{List()}}}, 1})), 4U);
+    EXPECT_EQ(nestingDepth(Value(List{List(), Dictionary{{"a", List{List(), 1}}}, 1})), 4U);
 }
 
 }  // namespace

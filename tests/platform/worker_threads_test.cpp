@@ -150,7 +150,7 @@ TEST(Workers, GoOnAfterATaskThatRaises) {
                 ::testing::ElementsAre("harvelstone: a task raised an exception, dropped: out of paper"));
 }
 
-#if !defined(__SANITIZE_ADDRESS__)  // see NoDescriptors
+#if !defined(HARVELSTONE_ADDRESS_SANITIZER)  // see NoDescriptors
 /// Whether a timer of the queue comes to run.
 bool runsTimer(RunLoop& queue) {
     std::promise<bool> done;
@@ -213,7 +213,7 @@ TEST(Workers, GoOnWithAQueueWhoseTaskHasEndedItsThread) {
     EXPECT_EQ(workers.threadCount(), 1U);
 }
 
-#if !defined(__SANITIZE_THREAD__)  // which allows no thread in a child of a process that had several
+#if !defined(HARVELSTONE_THREAD_SANITIZER)  // which allows no thread in a child of a process that had several
 TEST(Workers, ServeAForkedChildWithThreadsOfItsOwn) {
     WorkerThreads workers(longIdle);
     threadOf(*workers.newOperationQueue());

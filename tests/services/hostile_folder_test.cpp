@@ -255,7 +255,7 @@ TEST_F(ForeignFolder, ThatMayOnlyBeReadIsReadAndKeepsTheRestInMemory) {
 }
 
 TEST_F(ForeignFolder, WithFilesThatMayNotBeReadNeverLosesWhatIsInThem) {
-    life([this] {
+    life([] {
         add("q", 1);
         map("A")->putInt("old", 1);
     });

@@ -9,7 +9,7 @@
 namespace harvelstone::testing {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(HARVELSTONE_ADDRESS_SANITIZER) || defined(HARVELSTONE_THREAD_SANITIZER)
 constexpr bool isMeasurable = false;
 #else
 constexpr bool isMeasurable = true;

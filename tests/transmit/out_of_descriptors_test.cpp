@@ -10,7 +10,7 @@
 #include "tests/support/NoDescriptors.hpp"
 #include "tests/transmit/SendingTest.hpp"
 
-#if !defined(__SANITIZE_ADDRESS__)  // see NoDescriptors
+#if !defined(HARVELSTONE_ADDRESS_SANITIZER)  // see NoDescriptors
 namespace harvelstone::testing {
 namespace {
 

@@ -92,7 +92,7 @@ TEST_F(PassInAPass, AppendsToTheRecordsOfTheOtherAndKeepsItsPush) {
     queue(StaticValues::CLICK_FILE_PREFIX(), {{"click", 1}});
     queue(StaticValues::PUSH_FILE_PREFIX(), {{"push", 1}});
     passAtReading(whenPagesAreMerged);
-    atLine("DEBUG_HARVELSTONE_JSON[SDK->SERVER]", [this, isFirst = true]() mutable {
+    atLine("DEBUG_HARVELSTONE_JSON[SDK->SERVER]", [isFirst = true]() mutable {
         if (!std::exchange(isFirst, false)) return;
         queue(StaticValues::CLICK_FILE_PREFIX(), {{"click", 2}});
         queue(StaticValues::PUSH_FILE_PREFIX(), {{"push", 2}});
