@@ -33,7 +33,7 @@ def main(readelf, library, list_file):
     shown = shown_symbols(readelf, library)
     listed = pathlib.Path(list_file).read_text(encoding="utf-8").splitlines()
     difference = list(difflib.unified_diff(listed, shown, "listed", "shown", lineterm="", n=0))
-    print("\n".join(difference))
+    sys.stdout.writelines(f"{line}\n" for line in difference)
     return 1 if difference else 0
 
 
