@@ -202,7 +202,9 @@ class Collector::Server final : public httplib::Server {
             response.status = 503;
             return;
         }
-        EventStream events(inspection_, series_, request.get_header_value("Last-Event-ID"));
+        // A browser that goes on with a stream sends the header, a page that begins another one cannot.
+        const auto header = request.get_header_value("Last-Event-ID");
+        EventStream events(inspection_, series_, header.empty() ? request.get_param_value("after") : header);
         const auto provider = [events](std::size_t, httplib::DataSink& sink) mutable {
             const auto text = events.next();
             if (!events.goesOn() || currentConnection->client.isCutOff()) return false;

@@ -29,11 +29,11 @@ class Inspector(collecting.CollectorCase):
         status, _, text = self.ask("PUT", "/api/misbehaviour", json.dumps(wish))
         return status, text
 
-    def events(self, last_id=None):
+    def events(self, last_id=None, path="/api/events"):
         """The stream of changes as (id, name, data), as they come."""
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=harness.TIME_LIMIT)
         self.addCleanup(connection.close)
-        connection.request("GET", "/api/events", headers={"Last-Event-ID": last_id} if last_id else {})
+        connection.request("GET", path, headers={"Last-Event-ID": last_id} if last_id else {})
         response = connection.getresponse()
         self.addCleanup(response.close)
         self.assertEqual((response.status, response.headers["Content-Type"]), (200, "text/event-stream"))
@@ -147,11 +147,12 @@ class Inspector(collecting.CollectorCase):
         self.assertEqual((name, misbehaviour["status"]), ("misbehaviour", 503))
 
         self.post(encode(DOCUMENT))
-        again = self.events(last_id)
-        self.assertEqual(next(again)[1], "hello")
-        seen = [next(again) for _ in range(2)]
-        self.assertEqual([name for _, name, _ in seen], ["misbehaviour", "exchange"])
-        self.assertEqual(seen[1][2]["exchange"]["number"], 2)
+        for again in (self.events(last_id), self.events(path=f"/api/events?after={last_id}"),
+                      self.events(last_id, "/api/events?after=")):
+            self.assertEqual(next(again)[1], "hello")
+            seen = [next(again) for _ in range(2)]
+            self.assertEqual([name for _, name, _ in seen], ["misbehaviour", "exchange"])
+            self.assertEqual(seen[1][2]["exchange"]["number"], 2)
 
     def test_streams_all_to_who_knew_another_collector(self):
         self.collect()

@@ -14,25 +14,53 @@ export interface Knowledge {
 
 const nothing: Knowledge = { isConnected: false, exchanges: [], total: 0, misbehaviour: null };
 
+/** In milliseconds. */
+const retryDelay = 2000;
+
 /** Follows the stream and reports each state of knowledge, at most one for each frame of the screen. */
 export class Collector {
     private knowledge = nothing;
     private readonly byNumber = new Map<number, Examined>();
     private series = "";
+    private stream?: EventSource;
+    private lastEventId = "";
+    private retry = 0;
     private isScheduled = false;
 
     constructor(private readonly report: (knowledge: Knowledge) => void) {
-        const stream = new EventSource("api/events");
+        document.addEventListener("visibilitychange", () => this.follow());
+        this.follow();
+    }
+
+    /** Only while the page is seen: a browser has six connections to a server, which the streams of as many tabs would take. */
+    private follow() {
+        clearTimeout(this.retry);
+        this.stream?.close();
+        if (document.visibilityState === "hidden") this.update({ isConnected: false });
+        else this.stream = this.open();
+    }
+
+    private open(): EventSource {
+        const stream = new EventSource(`api/events?after=${encodeURIComponent(this.lastEventId)}`);
         stream.addEventListener("open", () => this.update({ isConnected: true }));
-        stream.addEventListener("error", () => this.update({ isConnected: false }));
+        stream.addEventListener("error", () => {
+            this.update({ isConnected: false });
+            // After a refusal a browser does not try again by itself.
+            if (stream.readyState === EventSource.CLOSED) this.retry = setTimeout(() => this.follow(), retryDelay);
+        });
         this.on(stream, "hello", (data: { series: string; state: CollectorState }) => this.greet(data.series, data.state));
         this.on(stream, "exchange", (data: { first: number; exchange: Exchange }) => this.take(data.first, data.exchange));
         this.on(stream, "misbehaviour", (misbehaviour: Misbehaviour | null) => this.update({ misbehaviour }));
         this.on(stream, "cleared", (data: { first: number }) => this.forget(data.first));
+        return stream;
     }
 
     private on<Data>(stream: EventSource, name: string, take: (data: Data) => void) {
-        stream.addEventListener(name, (event) => take(JSON.parse((event as MessageEvent<string>).data) as Data));
+        stream.addEventListener(name, (event) => {
+            const { data, lastEventId } = event as MessageEvent<string>;
+            this.lastEventId = lastEventId || this.lastEventId;
+            take(JSON.parse(data) as Data);
+        });
     }
 
     private greet(series: string, state: CollectorState) {

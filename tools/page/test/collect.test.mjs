@@ -4,7 +4,7 @@ import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
 import { test } from "node:test";
 
-import { becomes, documentWith, encoded, openPage, run, shopScenario, showsTexts, startCollector, temporaryFolder, upload, uploadDocument } from "./stage.mjs";
+import { becomes, documentWith, encoded, openPage, openStream, run, shopScenario, showsTexts, startCollector, temporaryFolder, upload, uploadDocument } from "./stage.mjs";
 
 const items = (page) => page.getByRole("option");
 const numbers = (page) => page.locator(".item .number");
@@ -393,6 +393,53 @@ test("a collector that ends and comes back is noticed", async () => {
     await page.getByText("Live", { exact: true }).waitFor();
     await uploadDocument(again, documentWith((document) => (document.session.slot_no = 9)));
     await showsTexts(items(page), ["Visit 9"]);
+});
+
+/** As a browser does it when another tab comes to the front, and when this one does. */
+const turn = (page, state) =>
+    page.evaluate((value) => {
+        Object.defineProperty(document, "visibilityState", { value, configurable: true });
+        document.dispatchEvent(new Event("visibilitychange"));
+    }, state);
+
+test("more tabs than a browser has connections can be open", async () => {
+    const { collector, page } = await pageWith(documentWith());
+    const context = page.context();
+    for (let tabs = 1; tabs < 8; tabs += 1) {
+        await turn(context.pages().at(-1), "hidden");
+        const next = await context.newPage();
+        await next.goto(collector.url, { timeout: 10_000 });
+        await showsTexts(numbers(next), ["#1"]);
+    }
+});
+
+test("a tab is told what it has missed in the background", async () => {
+    const { collector, page } = await pageWith(documentWith());
+    const asked = [];
+    page.on("request", (request) => asked.push(new URL(request.url())));
+    await turn(page, "hidden");
+    await page.getByText("Not connected").waitFor();
+    await uploadDocument(collector, documentWith());
+    assert.equal(asked.length, 0);
+    await turn(page, "visible");
+    await page.getByText("Live", { exact: true }).waitFor();
+    await showsTexts(numbers(page), ["#2", "#1"]);
+    assert.match(asked[0].searchParams.get("after"), /^[\d.]+-\d+$/);
+
+    await turn(page, "hidden");
+    await fetch(`${collector.url}/api/exchanges`, { method: "DELETE" });
+    await turn(page, "visible");
+    await page.getByRole("heading", { name: "Waiting for the first upload" }).waitFor();
+});
+
+test("a page that was refused for too many clients comes in later", async () => {
+    const collector = await startCollector();
+    const clients = [];
+    for (let count = 0; count < 16; count += 1) clients.push(await openStream(collector));
+    const page = await openPage(collector.url, /status of 503/);
+    await page.getByText("Not connected").waitFor();
+    for (const client of clients) client.destroy();
+    await page.getByText("Live", { exact: true }).waitFor();
 });
 
 test("of many uploads the page shows some, and more when asked", async () => {

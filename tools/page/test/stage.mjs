@@ -86,6 +86,17 @@ export function upload(collector, body, { path = "/upload", headers = {} } = {})
 
 export const uploadDocument = (collector, document, options) => upload(collector, encoded(document).body, options);
 
+/** A client of the stream of changes, once it is let in. */
+export function openStream(collector) {
+    return new Promise((resolve, reject) => {
+        const request = http.get(`${collector.url}/api/events`, { agent: false }, (response) => {
+            response.on("error", () => {}); // it is torn down
+            response.once("data", () => resolve(request));
+        });
+        request.on("error", reject);
+    });
+}
+
 // ---- The browser ----
 
 let browser;
