@@ -89,7 +89,7 @@ function RawView({ text, document }: { text: string; document: Json }) {
             <label class="check">
                 <input type="checkbox" checked={isLaidOut} onChange={() => setLaidOut(!isLaidOut)} /> lay out over lines
             </label>
-            <pre class="raw">{shown.slice(0, longestRaw)}</pre>
+            <pre class="raw" tabIndex={0}>{shown.slice(0, longestRaw)}</pre>
             {shown.length > longestRaw && <p class="none">The beginning of {countText(shown.length, "character")}.</p>}
         </>
     );

@@ -73,7 +73,7 @@ export function ReplyView({ given }: { given: Given | null }) {
                     {isObject(reply) ? (
                         <Members value={reply} path="" context={{ problems, meaningOf: replyMeaningOf }} />
                     ) : (
-                        <pre class="dump">{given.body || "The body is empty."}</pre>
+                        <pre class="dump" tabIndex={0}>{given.body || "The body is empty."}</pre>
                     )}
                 </>
             )}

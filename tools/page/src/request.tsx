@@ -45,7 +45,7 @@ function HexDump({ digits }: { digits: string }) {
     return (
         <>
             <h3>First bytes of the body</h3>
-            <pre class="dump">{lines.join("\n") || "The body is empty."}</pre>
+            <pre class="dump" tabIndex={0}>{lines.join("\n") || "The body is empty."}</pre>
         </>
     );
 }

@@ -95,7 +95,7 @@ function Ledger({ ledger, where }: { ledger: Folder["ledger"]; where: string }) 
                 ))}
             </dl>
             {Object.keys(ledger.records).length > 0 && (
-                <div class="wide">
+                <div class="wide" tabIndex={0} role="group" aria-label="Records by kind">
                     <table class="ledger">
                         <thead>
                             <tr>

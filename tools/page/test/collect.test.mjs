@@ -4,7 +4,7 @@ import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
 import { test } from "node:test";
 
-import { becomes, documentWith, encoded, openPage, openStream, run, shopScenario, showsTexts, startCollector, temporaryFolder, upload, uploadDocument } from "./stage.mjs";
+import { becomes, documentWith, encoded, hardlyLegible, openPage, openStream, overhang, run, shopScenario, showsTexts, startCollector, temporaryFolder, unreachable, upload, uploadDocument } from "./stage.mjs";
 
 const items = (page) => page.getByRole("option");
 const numbers = (page) => page.locator(".item .number");
@@ -267,13 +267,29 @@ test("the keyboard reaches everything", async () => {
     await page.keyboard.press("Enter");
     await at(page, "/session/uuid").waitFor({ state: "hidden" });
 
-    // Everything that can be pressed can be reached by the tabulator, or stands in a group that can.
-    const lost = await page.evaluate(() => [...document.querySelectorAll("button, input, textarea, summary, [role=listbox]")].filter((each) => each.tabIndex < 0 && !each.closest("[role=tablist]")).map((each) => each.outerHTML));
-    assert.deepEqual(lost, []);
+    for (const name of ["Request", "Reply 200", "JSON", "Document"]) {
+        await tab(page, name).click();
+        assert.deepEqual(await unreachable(page), []);
+    }
 });
 
 test("it is legible in light and in dark", async () => {
-    const { page } = await pageWith(documentWith((document) => delete document.session.uuid));
+    const { goal, session } = documentWith();
+    // Every kind of badge, on a row that is chosen and on one that is not.
+    const { collector, page } = await pageWith({ goal, session }, documentWith((document) => delete document.session.uuid), documentWith());
+    await fetch(`${collector.url}/api/misbehaviour`, { method: "PUT", body: '{"status": 503}' });
+    await page.getByText("The next 1 upload:").waitFor();
+    const illegible = async () => {
+        const found = [];
+        for (const number of [1, 2, 3]) {
+            await page.locator(`#upload-${number}`).click();
+            for (const name of ["Request", "Reply 200", "JSON", "Document"]) {
+                await tab(page, name).click();
+                found.push(...(await hardlyLegible(page)));
+            }
+        }
+        return [...found, ...(await weakest())];
+    };
     const weakest = () =>
         page.evaluate(() => {
             const luminance = ([red, green, blue]) => {
@@ -298,11 +314,11 @@ test("it is legible in light and in dark", async () => {
         });
     const background = () => page.evaluate(() => getComputedStyle(document.body).backgroundColor);
     const light = await background();
-    assert.deepEqual(await weakest(), []);
+    assert.deepEqual(await illegible(), []);
     await page.emulateMedia({ colorScheme: "dark" });
     const dark = await background();
     assert.notEqual(dark, light);
-    assert.deepEqual(await weakest(), []);
+    assert.deepEqual(await illegible(), []);
 
     await page.getByRole("button", { name: "Theme: system" }).click();
     assert.equal(await background(), light);
@@ -310,6 +326,22 @@ test("it is legible in light and in dark", async () => {
     assert.equal(await background(), dark);
     await page.reload();
     await page.getByRole("button", { name: "Theme: dark" }).waitFor();
+});
+
+test("it fits into a narrow window, and all that scrolls in it has the keyboard", async () => {
+    const { collector, page } = await pageWith(documentWith((document) => delete document.session.uuid));
+    await upload(collector, Buffer.from("plain"));
+    await fetch(`${collector.url}/api/misbehaviour`, { method: "PUT", body: '{"status": 503}' });
+    await page.setViewportSize({ width: 320, height: 640 });
+    await page.getByText("Own reply").click();
+    for (const number of [1, 2]) {
+        await page.locator(`#upload-${number}`).click();
+        await showsTexts(page.locator(".detail h2"), [`#${number}`]);
+        for (const each of await page.getByRole("tab").all()) {
+            await each.click();
+            assert.deepEqual({ overhang: await overhang(page), unreachable: await unreachable(page) }, { overhang: 0, unreachable: [] });
+        }
+    }
 });
 
 test("whatever comes from a document or request is text", async () => {

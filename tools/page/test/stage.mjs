@@ -158,3 +158,44 @@ const isIn = (seen, expected) => seen.length === expected.length && seen.every((
 
 /** Waits until there are as many elements as texts, each with its text inside. */
 export const showsTexts = (locator, texts) => becomes(() => locator.allInnerTexts(), texts, isIn);
+
+// ---- What every page must do ----
+
+/** Everything that can be pressed or scrolled and that the tabulator does not reach, neither itself nor in a group or in what it holds. */
+export const unreachable = (page) =>
+    page.evaluate(() => {
+        const isScrolled = ({ overflowX, overflowY }, each) => (/auto|scroll/.test(overflowX) && each.scrollWidth > each.clientWidth) || (/auto|scroll/.test(overflowY) && each.scrollHeight > each.clientHeight);
+        const pressed = [...document.querySelectorAll("button, input, textarea, summary, [role=listbox]")].filter((each) => each.tabIndex < 0 && !each.closest("[role=tablist]"));
+        const scrolled = [...document.querySelectorAll("#app *")].filter((each) => isScrolled(getComputedStyle(each), each) && !each.matches("[tabindex='0'], textarea") && !each.querySelector("button, input, summary, [tabindex='0']"));
+        return [...pressed, ...scrolled].map((each) => each.outerHTML.slice(0, 200));
+    });
+
+/** The texts that stand out too little from what lies behind them, and how much they do. */
+export const hardlyLegible = (page) =>
+    page.evaluate(() => {
+        const canvas = Object.assign(document.createElement("canvas"), { width: 1, height: 1 });
+        const brush = canvas.getContext("2d", { willReadFrequently: true });
+        const paint = (colour) => {
+            brush.fillStyle = colour;
+            brush.fillRect(0, 0, 1, 1);
+            return [...brush.getImageData(0, 0, 1, 1).data];
+        };
+        const luminance = (parts) => {
+            const [r, g, b] = parts.map((each) => (each / 255 <= 0.03928 ? each / 255 / 12.92 : ((each / 255 + 0.055) / 1.055) ** 2.4));
+            return 0.2126 * r + 0.7152 * g + 0.0722 * b;
+        };
+        const contrast = (element) => {
+            const behind = [];
+            for (let each = element; each; each = each.parentElement) behind.unshift(getComputedStyle(each).backgroundColor);
+            const back = behind.map(paint).at(-1);
+            const [high, low] = [luminance(paint(getComputedStyle(element).color)), luminance(back)].sort((one, other) => other - one);
+            return (high + 0.05) / (low + 0.05);
+        };
+        const hasText = (each) => [...each.childNodes].some((node) => node.nodeType === Node.TEXT_NODE && node.data.trim()) && each.checkVisibility();
+        const texts = [...document.querySelectorAll("#app *")].filter(hasText).map((each) => ({ text: `${each.className}: ${each.innerText.slice(0, 60)}`, ratio: contrast(each) }));
+        if (texts.length === 0) throw new Error("the page shows no text");
+        return texts.filter(({ ratio }) => ratio < 4.5);
+    });
+
+/** How far the page is wider than the window. */
+export const overhang = (page) => page.evaluate(() => document.documentElement.scrollWidth - document.documentElement.clientWidth);
