@@ -6,7 +6,7 @@ import { join } from "node:path";
 import { test } from "node:test";
 import { pathToFileURL } from "node:url";
 
-import { openPage, run, showsTexts, temporaryFolder } from "./stage.mjs";
+import { becomes, hardlyLegible, openPage, overhang, run, showsTexts, temporaryFolder, unreachable } from "./stage.mjs";
 
 const hostile = "</script><img src=x onerror=alert(1)>";
 
@@ -91,6 +91,49 @@ test("what forked children have left is shown with their folder", async () => {
     await showsTexts(documents.locator(".document > summary"), ["pending, 1 of 2", "pending, 2 of 2"]);
     await showsTexts(page.locator(".problems .branch > summary").first(), ["forked-1/S1_1.000000.Harvelstone"]);
     await showsTexts(page.locator("header .figures dd").first(), ["2"]);
+});
+
+/** The page of a folder with everything that a page can show, with all of its branches open. */
+async function fullPage() {
+    const folder = temporaryFolder();
+    const storage = storageOf(folder);
+    writeFileSync(join(storage, "S1_1.000000.Harvelstone"), "{broken");
+    writeFileSync(join(storage, "S2_1.000000.Harvelstone"), JSON.stringify({ retry_count: 1, session: {}, flag: true, gone: null }));
+    mkdirSync(join(storage, "forked-1"));
+    const page = await pageOf(storage, join(folder, "page.html"));
+    await page.evaluate(() => document.querySelectorAll("details").forEach((each) => (each.open = true)));
+    return page;
+}
+
+test("the keyboard reaches everything, in a narrow window too", async () => {
+    const page = await fullPage();
+    const first = page.locator(".document").first();
+    await first.locator("> summary").focus();
+    await page.keyboard.press("Enter");
+    await first.locator('[data-path="/session"]').waitFor({ state: "hidden" });
+    await page.keyboard.press("Enter");
+    await page.keyboard.press("Tab");
+    assert.equal(await page.evaluate(() => document.activeElement.parentElement.dataset.path), "/postback");
+    assert.deepEqual(await unreachable(page), []);
+    await page.setViewportSize({ width: 320, height: 640 });
+    assert.deepEqual({ overhang: await overhang(page), unreachable: await unreachable(page) }, { overhang: 0, unreachable: [] });
+    const ledger = page.getByRole("group", { name: "Records by kind" }).first();
+    await ledger.focus();
+    await page.keyboard.press("ArrowRight");
+    await becomes(() => ledger.evaluate((each) => each.scrollLeft > 0), true);
+});
+
+test("it is legible in light and in dark", async () => {
+    const page = await fullPage();
+    const background = () => page.evaluate(() => getComputedStyle(document.body).backgroundColor);
+    const light = await background();
+    assert.deepEqual(await hardlyLegible(page), []);
+    await page.emulateMedia({ colorScheme: "dark" });
+    const dark = await background();
+    assert.notEqual(dark, light);
+    assert.deepEqual(await hardlyLegible(page), []);
+    await page.getByRole("button", { name: "Theme: system" }).click();
+    assert.equal(await background(), light);
 });
 
 test("an empty folder is a page too", async () => {
