@@ -8,7 +8,7 @@ import { countText } from "./format.ts";
 
 const presets: { label: string; title: string; wish: Omit<Wish, "times"> }[] = [
     { label: "Status 503", title: "Answer with status 503 and the body “busy”", wish: { status: 503, body: "busy" } },
-    { label: "Delay 5 s", title: "Answer as ever, but five seconds later", wish: { delay: 5 } },
+    { label: "Delay 5 s", title: "Answer {}, five seconds later", wish: { delay: 5 } },
     { label: "Ask for a repeat", title: "Answer {\"retry\": true}", wish: { body: { retry: true } } },
     { label: "Traffic limit", title: "Answer {\"traffic_limit_exceeded\": true}", wish: { body: { traffic_limit_exceeded: true } } },
     { label: "Wait 60 s", title: "Answer {\"retry\": true, \"wait_seconds\": 60}", wish: { body: { retry: true, wait_seconds: 60 } } },

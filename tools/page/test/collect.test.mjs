@@ -235,7 +235,9 @@ test("every button answers as it says", async () => {
         "Wait 60 s": { body: '{"retry":true,"wait_seconds":60}' },
     };
     for (const [name, wish] of Object.entries(expected)) {
-        await page.getByRole("button", { name }).click();
+        const button = page.getByRole("button", { name });
+        assert.ok((await button.getAttribute("title")).replaceAll(" ", "").includes(wish.body), name);
+        await button.click();
         const state = async () => (await (await fetch(`${collector.url}/api/state`)).json()).misbehaviour;
         await becomes(state, { times: 1, status: 200, delay: 0, close: false, ...wish });
     }
