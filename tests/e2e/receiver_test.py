@@ -1,5 +1,7 @@
 """What the guides give server authors to start from: the receiver of examples/server, and the reader of queue files."""
 
+import concurrent.futures
+import functools
 import http.client
 import json
 import os
@@ -17,12 +19,13 @@ EXAMPLES = upload_schema.SCHEMA_FILE.parents[1] / "examples"
 
 class Receiver(harness.Case):
     def receive(self, file):
-        """Starts the receiver; gives its address once it listens."""
+        """Starts the receiver; gives its address once it listens. `stop` ends it."""
         with socket.create_server(("127.0.0.1", 0)) as free:
             port = free.getsockname()[1]
         process = subprocess.Popen([sys.executable, "-B", EXAMPLES / "server" / "receiver.py", str(port), file],
                                    stderr=subprocess.DEVNULL)
         self.addCleanup(self.end, process)
+        self.stop = functools.partial(self.end, process)
         self.address = urllib.parse.urlsplit(f"http://127.0.0.1:{port}/documents")
         harness.wait_until(self.listens, "the receiver listens")
         return self.address.geturl()
@@ -35,9 +38,12 @@ class Receiver(harness.Case):
         return True
 
     def post(self, upload):
+        return self.post_body(encode(upload))
+
+    def post_body(self, body):
         connection = http.client.HTTPConnection(self.address.hostname, self.address.port, timeout=harness.TIME_LIMIT)
         try:
-            connection.request("POST", self.address.path, encode(upload), {"Content-Encoding": "gzip"})
+            connection.request("POST", self.address.path, body, {"Content-Encoding": "gzip"})
             return json.loads(connection.getresponse().read())
         finally:
             connection.close()
@@ -71,6 +77,28 @@ class Receiver(harness.Case):
             self.assertEqual(set(reply), {"visit_new_server_time"})
             self.assertEqual(upload_schema.faults(reply, "reply"), [])
         self.assertEqual([upload.get("retry_count") for upload in self.read(file)], [1, 1, None, None])
+
+    def test_keeps_a_document_once_that_comes_many_times_at_once_and_after_a_restart(self):
+        file = self.path("received.jsonl")
+        uploads = [{"session": {"uuid": "U", "sid": "S", "create_time": number + 0.5}, "retry_count": 1} for number in range(5)]
+        self.receive(file)
+        with concurrent.futures.ThreadPoolExecutor(12) as senders:
+            replies = list(senders.map(self.post, [upload for upload in uploads for _ in range(12)]))
+        self.stop()
+        self.receive(file)
+        replies += [self.post(upload) for upload in uploads]
+        self.assertEqual({key for reply in replies for key in reply}, {"visit_new_server_time"})
+        self.assertCountEqual(self.read(file), uploads)
+
+    def test_has_sent_again_what_is_no_upload(self):
+        file = self.path("received.jsonl")
+        self.receive(file)
+        bodies = (b"plain", encode([]), encode({"click": [{}]}), encode({"session": {}, "retry_count": 1}), encode({})[:-9])
+        for body in bodies:
+            reply = self.post_body(body)
+            self.assertEqual(reply, {"retry": True, "wait_seconds": 600})
+        self.post({"session": {"uuid": "U", "sid": "S", "create_time": 1.5}, "retry_count": 1})
+        self.assertEqual(len(self.read(file)), 1)
 
     def test_has_a_document_sent_again_that_it_cannot_keep(self):
         self.receive(self.path("no/such/folder"))
