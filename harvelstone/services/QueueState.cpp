@@ -289,7 +289,6 @@ void QueueState::forgetFile() {
     taken_ = {};
     position_ = 0;
     owesConsumption_ = false;
-    owesSync_ = false;
 }
 
 /// The caller holds a reference of its own.

@@ -123,7 +123,6 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     ByteRanges taken_;                            // consumed or claimed
     std::uint64_t position_ = 0;                  // everything before it is taken
     bool owesConsumption_ = false;                // more is consumed than the file says
-    bool owesSync_ = false;                       // not all that stands in the file is safe
 
     // While it is held.
     struct Held {
@@ -135,6 +134,7 @@ class QueueState : public std::enable_shared_from_this<QueueState> {
     };
     std::unique_ptr<Held> held_;
 
+    bool owesSync_ = false;  // not all that stands at the path is safe, whatever is known of it
     PendingFrames pending_;
     std::size_t left_ = 0;  // bytes of the last append that failed and could not be cut off
     std::map<std::uint64_t, std::deque<std::string>> poppedFromMemory_;  // by scope, as long as it runs

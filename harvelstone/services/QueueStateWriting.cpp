@@ -134,10 +134,13 @@ Result<void> QueueState::append(File& file, std::string_view bytes, LaterLines& 
     return {};
 }
 
-/// Makes safe what stands in the file since a sync of it failed.
+/// Syncs once more what could neither be synced nor cut off. No proof that it is safe: after a sync that failed a
+/// machine may take the bytes for written, as Linux does, and report a success. To write them once more they would have
+/// to be cut off first, and by now others may have read them or written behind them.
 void QueueState::syncAgain(LaterLines& lines) {
-    const auto file = Platform::current().fileSystem->open(path_, OpenMode::Append);
-    const auto synced = file ? syncFile(**file) : Result<void>(file.error());
+    auto file = Result<std::unique_ptr<File>>(nullptr);
+    if (!held_) file = Platform::current().fileSystem->open(path_, OpenMode::Append);
+    const auto synced = file ? syncFile(held_ ? *held_->file : **file) : Result<void>(file.error());
     if (synced || isMissing(synced.error())) return noteSynced();
     noteFailure("sync", synced.error(), lines);
 }

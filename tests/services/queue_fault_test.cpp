@@ -26,6 +26,14 @@ class QueueFaults : public StorageTest {
   protected:
     void fillTheDisk() { disk->failEvery("append", std::errc::no_space_on_device); }
 
+    /// The record can be synced no more than it can be taken back.
+    void addUnsynced(const std::string& queue, int number) {
+        disk->failFromTheNext("sync", std::errc::io_error);
+        add(queue, number);
+        disk->heal();
+        disk->clear();
+    }
+
     /// The numbers that processes wrote, one file a process.
     std::vector<int> writtenNumbers(const std::string& start) const {
         std::vector<int> numbers;
@@ -170,16 +178,55 @@ TEST_F(QueueFaults, ARecordThatCannotBeSyncedIsWrittenOnce) {
 
 TEST_F(QueueFaults, ARecordThatCouldNotBeSyncedIsSyncedByTheNextOperationThatWrites) {
     add("q", 1);
-    disk->failFromTheNext("sync", std::errc::io_error);  // nor can the record be taken back
-    add("q", 2);
-    disk->heal();
-    disk->clear();
+    addUnsynced("q", 2);
     add("another", 1);
     EXPECT_THAT(disk->calls(), Contains("sync q.Harvelstone"));
     disk->clear();
     add("another", 2);
     EXPECT_THAT(disk->calls(), Not(Contains("sync q.Harvelstone")));
     EXPECT_THAT(drain("q"), ElementsAre(1, 2));
+}
+
+TEST_F(QueueFaults, ARecordThatCouldNotBeSyncedIsSyncedThoughTheFileHasBeenReadAndGivenBackSince) {
+    add("q", 1);
+    add("unreadable", 1);
+    addUnsynced("q", 2);
+    {
+        const StorageBatch scope;
+        EXPECT_EQ(popNumber("q"), 1);
+        disk->failEvery("open", std::errc::io_error);
+        EXPECT_EQ(popNumber("unreadable"), -1);
+        disk->heal();
+        EXPECT_FALSE(storage_batch::keepsWhatItRead());
+    }
+    disk->clear();
+    add("another", 1);
+    EXPECT_THAT(disk->calls(), Contains("sync q.Harvelstone"));
+    EXPECT_THAT(drain("q"), ElementsAre(1, 2));
+}
+
+TEST_F(QueueFaults, ARecordThatCouldNotBeSyncedAndWhoseFileHasGoneIsForgotten) {
+    add("q", 1);
+    addUnsynced("q", 2);
+    std::filesystem::remove(storedFilePath("q"));
+    EXPECT_EQ(popNumber("q"), -1);
+    disk->clear();
+    add("another", 1);
+    EXPECT_THAT(disk->calls(), Not(Contains("sync q.Harvelstone")));
+    disk->clear();
+    add("another", 2);
+    EXPECT_THAT(disk->calls(), Not(Contains("open q.Harvelstone")));
+}
+
+TEST_F(QueueFaults, AFileThatIsHeldIsSyncedAgainWithoutBeingOpenedAgain) {
+    add("q", 1);
+    addUnsynced("q", 2);
+    const StorageBatch scope;
+    EXPECT_EQ(popNumber("q"), 1);
+    disk->clear();
+    std::thread([] { add("another", 1); }).join();
+    EXPECT_THAT(disk->calls(), Contains("sync q.Harvelstone"));
+    EXPECT_THAT(disk->calls(), Not(Contains("open q.Harvelstone")));
 }
 
 TEST_F(QueueFaults, ADiskThatFailsFromTheSyncOnCostsOneLineForTheSyncAndOneForTheWrites) {
