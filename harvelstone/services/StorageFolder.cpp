@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "harvelstone/platform/Describe.hpp"
@@ -40,15 +41,17 @@ struct FolderChanges {
     std::atomic<std::uint64_t> noted = 0;
     std::mutex mutex;
     std::uint64_t synced = 0;
-    std::vector<std::string> parents;  // which became fuller when the folder was made, and are to be synced, too
+    std::set<std::string> parents;  // which became fuller when the folder was made, and are to be synced, too
+    std::set<std::string> failed;   // parents, or the folder itself: the latest sync failed, and was logged
     std::atomic<bool> hasFailed = false;
 };
 constinit platform::PerProcess<FolderChanges> folderChanges;
 
-void noteParents(std::vector<std::string> parents) {
+/// Beside those that are owed already, from an earlier making or by another thread.
+void noteParents(const std::vector<std::string>& parents) {
     auto& changes = *folderChanges;
     const std::lock_guard lock(changes.mutex);
-    changes.parents = std::move(parents);
+    changes.parents.insert(parents.begin(), parents.end());
     ++changes.noted;
 }
 
@@ -226,7 +229,9 @@ bool syncStorageFolder(LaterLines& lines) {
     const auto target = changes.noted.load();
     const auto sync = [&](const std::string& path) {
         const auto synced = platform.fileSystem->syncFolder(path);
-        if (!synced && !changes.hasFailed)
+        if (synced)
+            changes.failed.erase(path);
+        else if (changes.failed.insert(path).second)
             lines.add(fmt::format("DEBUG_HARVELSTONE_STORE : could not sync the folder {} : {}", path,
                                   platform::describe(synced.error())));
         return synced.ok();
@@ -235,7 +240,7 @@ bool syncStorageFolder(LaterLines& lines) {
     std::erase_if(changes.parents, sync);
     const bool isSynced = changes.synced == target || sync(ours);
     if (isSynced) changes.synced = target;
-    changes.hasFailed = !isSynced || !changes.parents.empty();
+    changes.hasFailed = !changes.failed.empty();
     return isSynced;
 }
 

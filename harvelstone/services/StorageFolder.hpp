@@ -75,7 +75,8 @@ bool isNoFile(const std::error_code& error);
 void noteFolderChange();
 
 /// Makes every change noted so far durable: one call to the machine for all of them, none when there is nothing to do
-/// or the sync policy asks for none. False when that failed; the next call tries again. Logged once until it works.
+/// or the sync policy asks for none. False when that failed; the next call tries again. Logged once a folder until it
+/// works.
 bool syncStorageFolder(LaterLines& lines);
 
 /// Whether the latest call failed, so that another one is due.

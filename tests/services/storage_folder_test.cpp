@@ -14,6 +14,11 @@ using ::testing::IsEmpty;
 
 class StorageFolder : public StorageTest {};
 
+void make() {
+    LaterLines lines;
+    ASSERT_TRUE(ensureStorageFolder(lines));
+}
+
 bool sync() {
     LaterLines lines;
     return syncStorageFolder(lines);
@@ -137,10 +142,7 @@ TEST_F(StorageFolder, ThatCannotBeSyncedIsSyncedTheNextTime) {
 
 TEST_F(StorageFolder, WhoseParentCannotBeSyncedHoldsNothingBackAndHasItSyncedTheNextTime) {
     std::filesystem::remove_all(storageFolder());
-    {
-        LaterLines lines;
-        ASSERT_TRUE(ensureStorageFolder(lines));
-    }
+    make();
     disk->failCall(1, std::errc::io_error);
     EXPECT_TRUE(sync());
     EXPECT_EQ(disk->count("syncFolder"), 2U) << "the parent, and the folder";
@@ -151,6 +153,32 @@ TEST_F(StorageFolder, WhoseParentCannotBeSyncedHoldsNothingBackAndHasItSyncedThe
     EXPECT_TRUE(sync());
     EXPECT_FALSE(owesFolderSync());
     EXPECT_EQ(disk->count("syncFolder"), 1U) << "the parent";
+}
+
+TEST_F(StorageFolder, ThatIsMadeAgainStillHasTheParentsSyncedThatWereOwed) {
+    std::filesystem::remove_all(machine.documents);
+    make();
+    disk->failEvery("syncFolder", std::errc::io_error);
+    EXPECT_FALSE(sync());
+    disk->heal();
+    std::filesystem::remove_all(storageFolder());
+    make();
+    disk->clear();
+    EXPECT_TRUE(sync());
+    EXPECT_EQ(disk->count("syncFolder"), 3U) << "both parents, each once, and the folder";
+}
+
+TEST_F(StorageFolder, ThatCannotBeSyncedIsLoggedBehindAParentThatNeverCan) {
+    std::filesystem::remove_all(storageFolder());
+    make();
+    disk->failCall(1, std::errc::permission_denied);
+    EXPECT_TRUE(sync());
+    noteFolderChange();
+    disk->failEvery("syncFolder", std::errc::io_error);
+    EXPECT_FALSE(sync());
+    EXPECT_FALSE(sync());
+    EXPECT_THAT(storeLines(), ElementsAre("could not sync the folder " + machine.documents + " : Permission denied",
+                                          "could not sync the folder " + storageFolder() + " : Input/output error"));
 }
 
 TEST_F(StorageFolder, SetsTwoFilesOfOneSecondAsideUnderTwoNames) {
