@@ -52,17 +52,17 @@ bool restoreNames() {
         documetNameList->store(DocumentNames());
         return false;
     }
-    Dictionary stored;
+    DocumentNames names;
     bool wasStored = false;
     // In one step: what can be read only after this comes into the list by itself, and is not to be replaced then.
-    if ((*documentDB)->load()) {
-        for (const auto key : {std::string_view(*DOCUMENT_TARGET_NAME), ledgerKey})
-            if (auto value = (*documentDB)->get(key)) stored.emplace(key, *std::move(value));
-        wasStored = storedDocumentNames(**documentDB).has_value();
-    }
+    if ((*documentDB)->load())
+        (*documentDB)->read([&](const Dictionary& held) {
+            const auto stored = held.find(*DOCUMENT_TARGET_NAME);
+            wasStored = stored != held.end() && stored->second.list() != nullptr;
+            names = documentNamesIn(held);
+        });
     // The line's words do not fit the branch: it says "zero" whenever there is a list. Kept so on purpose.
     if (wasStored) BSDebugger::log("DEBUG_HARVELSTONE_CONFIG : documentDB->DOCUMENT_TARGET_NAME size is zero. ");
-    const auto names = documentNamesIn(stored);
     documetNameList->store(names.withAccount(withDeletionsEnded(names.account())));
     return wasStored;
 }

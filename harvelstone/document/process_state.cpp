@@ -132,9 +132,10 @@ void storeDocumentNames() {
     auto stored = documetNameList->load();
     for (;;) {
         const auto& names = stored ? *stored : DocumentNames();
-        (*documentDB)
-            ->putAll(
-                {{*DOCUMENT_TARGET_NAME, names.asList()}, {std::string(ledgerKey), storedAccount(names.account())}});
+        Dictionary members;
+        members.emplace(*DOCUMENT_TARGET_NAME, names.asList());
+        members.emplace(ledgerKey, storedAccount(names.account()));
+        (*documentDB)->putAll(std::move(members));
         auto now = documetNameList->load();
         if (now == stored) return;
         stored = std::move(now);

@@ -15,12 +15,14 @@ namespace {
 
 /// The queues of a document have names, too; of their prefixes this one is the longest.
 bool canNameDocument(const std::string& name) {
-    return canBeStored(name) && canBeStored(StaticValues::CAMPAIGN_FILE_PREFIX() + name);
+    return canBeStored(name) && StaticValues::CAMPAIGN_FILE_PREFIX().size() + name.size() <= longestStoredName;
 }
 
-/// What the map holds under DOCUMENT_TARGET_NAME, without what can name no document.
-std::optional<std::vector<std::string>> documentNamesFrom(const std::optional<Value>& stored) {
-    const List* list = stored ? stored->list() : nullptr;
+/// What the map holds under DOCUMENT_TARGET_NAME, without what can name no document. Reads the list where it stands: it
+/// may be long.
+std::optional<std::vector<std::string>> documentNamesFrom(const Dictionary& db) {
+    const auto stored = db.find(*DOCUMENT_TARGET_NAME);
+    const List* list = stored == db.end() ? nullptr : stored->second.list();
     if (list == nullptr) return std::nullopt;
     std::vector<std::string> names;
     names.reserve(list->size());
@@ -44,11 +46,13 @@ void joinNames(Dictionary& put, const Dictionary& stored) {
 }  // namespace
 
 std::optional<std::vector<std::string>> storedDocumentNames(const NamedMap& db) {
-    return documentNamesFrom(db.get(*DOCUMENT_TARGET_NAME));
+    std::optional<std::vector<std::string>> names;
+    db.read([&](const Dictionary& held) { names = documentNamesFrom(held); });
+    return names;
 }
 
 DocumentNames documentNamesIn(const Dictionary& db) {
-    auto names = documentNamesFrom(findValue(db, *DOCUMENT_TARGET_NAME)).value_or(std::vector<std::string>());
+    auto names = documentNamesFrom(db).value_or(std::vector<std::string>());
     auto account = readStoredAccount(findValue(db, ledgerKey));
     return account ? DocumentNames(std::move(names), *account) : DocumentNames(std::move(names));
 }
