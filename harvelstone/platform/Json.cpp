@@ -157,9 +157,32 @@ bool isEscaped(char character) {
     return escaped[static_cast<unsigned char>(character)];
 }
 
+/// Of a value's text, at least, if nothing in it has to be escaped.
+std::size_t expectedSize(const Value& value);
+
+std::size_t expectedSize(const Dictionary& dictionary) {
+    std::size_t size = 2;
+    for (const auto& [key, value] : dictionary) size += key.size() + 4 + expectedSize(value);
+    return size;
+}
+
+std::size_t expectedSize(const Value& value) {
+    constexpr std::size_t longestNumber = 24;
+    if (const auto* text = value.string()) return text->size() + 2;
+    if (const auto* dictionary = value.dictionary()) return expectedSize(*dictionary);
+    const auto* list = value.list();
+    if (list == nullptr) return longestNumber;
+    std::size_t size = 2;
+    for (const auto& element : *list) size += 1 + expectedSize(element);
+    return size;
+}
+
 /// Appends values to a text.
 class Writer {
   public:
+    /// A text that grew with what is written would be in memory twice at times.
+    explicit Writer(std::size_t expectedSize) { text_.reserve(expectedSize); }
+
     void write(const Value& value) {
         if (const auto* text = value.string()) return writeText(*text);
         if (const auto* dictionary = value.dictionary()) return write(*dictionary);
@@ -233,7 +256,7 @@ class Writer {
 
 template <typename Content>
 std::string textOf(const Content& content) {
-    Writer writer;
+    Writer writer(expectedSize(content));
     writer.write(content);
     return writer.takeText();
 }

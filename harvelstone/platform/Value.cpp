@@ -28,6 +28,11 @@ std::int64_t truncated(double number) {
     return static_cast<std::int64_t>(number);
 }
 
+template <typename Box>
+auto dictionaryIn(Box* box) {
+    return box == nullptr || box->empty() ? nullptr : &box->front();
+}
+
 }  // namespace
 
 Value::Value(double number) : content_(checkedNumber(number)) {}
@@ -36,7 +41,7 @@ Value::Value(std::string text) : content_(checkedText(std::move(text))) {}
 
 Value::Value(List list) : content_(std::move(list)) {}
 
-Value::Value(Dictionary dictionary) : content_(std::move(dictionary)) {}
+Value::Value(Dictionary dictionary) : content_(Box()) { std::get<Box>(content_).push_back(std::move(dictionary)); }
 
 Value::Value(const Value& other) = default;
 
@@ -47,6 +52,10 @@ Value& Value::operator=(const Value& other) = default;
 Value& Value::operator=(Value&& other) noexcept = default;
 
 Value::~Value() = default;
+
+const Dictionary* Value::dictionary() const { return dictionaryIn(std::get_if<Box>(&content_)); }
+
+Dictionary* Value::dictionary() { return dictionaryIn(std::get_if<Box>(&content_)); }
 
 std::int64_t Value::integerValue() const {
     if (const auto* integer = std::get_if<std::int64_t>(&content_)) return *integer;

@@ -62,9 +62,9 @@ class Value {
     const bool* boolean() const { return std::get_if<bool>(&content_); }
     const std::string* string() const { return std::get_if<std::string>(&content_); }
     const List* list() const { return std::get_if<List>(&content_); }
-    const Dictionary* dictionary() const { return std::get_if<Dictionary>(&content_); }
+    const Dictionary* dictionary() const;
     List* list() { return std::get_if<List>(&content_); }
-    Dictionary* dictionary() { return std::get_if<Dictionary>(&content_); }
+    Dictionary* dictionary();
 
     /// The number as an integer, a double truncated toward zero and held to the 64-bit range; a boolean reads 1 or 0,
     /// every other kind 0.
@@ -75,7 +75,10 @@ class Value {
     friend bool operator==(const Value&, const Value&) = default;
 
   private:
-    using Content = std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, List, Dictionary>;
+    /// Holds one dictionary, or none after it was moved from. A dictionary in the value itself would make all values as
+    /// large as it is, and a document is thousands of them.
+    using Box = std::vector<Dictionary>;
+    using Content = std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, List, Box>;
 
     template <typename Integer>
     static Content fromInteger(Integer integer) {

@@ -51,10 +51,12 @@ List blankStamps(const NamedMap& document, const std::string& key) {
     return stamps;
 }
 
-/// Moves everything else over to the stamp, and all of it to the record's place: nothing is copied, nothing can raise.
+/// Moves the stamp into the record: nothing is copied, nothing can raise. The record's members keep their places in
+/// memory, or the places that they left would be lost to the long text that is written next.
 void putStamp(Dictionary& record, Dictionary& stamp) {
-    stamp.merge(record);
-    record = std::move(stamp);
+    for (auto& [key, value] : stamp)
+        if (const auto before = record.find(key); before != record.end()) std::swap(before->second, value);
+    record.merge(stamp);
 }
 
 /// Stamps all records of the list in one step, where they stand, so that a long list is not in memory twice. Those that

@@ -68,9 +68,10 @@ std::string HV_GZIP::gzippedData(std::string_view bytes) const {
     });
 }
 
-std::string HV_GZIP::gzippedPieces(const std::function<std::string_view()>& nextPiece) const {
+std::string HV_GZIP::gzippedPieces(const std::function<std::string_view()>& nextPiece, std::size_t likelySize) const {
     GzipStream stream;
     std::string output;
+    output.reserve(likelySize);
     for (auto piece = nextPiece(); !piece.empty(); piece = nextPiece()) stream.compress(piece, Z_NO_FLUSH, output);
     stream.compress({}, Z_FINISH, output);
     return output;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -13,8 +14,9 @@ class HV_GZIP {
     /// memory.
     std::string gzippedData(std::string_view bytes) const;
 
-    /// The same for bytes that come piece by piece; an empty piece is their end.
-    std::string gzippedPieces(const std::function<std::string_view()>& nextPiece) const;
+    /// The same for bytes that come piece by piece; an empty piece is their end. There is room for so much from the
+    /// beginning: an output that has to grow is in memory twice.
+    std::string gzippedPieces(const std::function<std::string_view()>& nextPiece, std::size_t likelySize = 0) const;
 };
 
 }  // namespace harvelstone

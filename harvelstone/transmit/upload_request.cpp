@@ -21,6 +21,9 @@ namespace harvelstone {
 
 namespace {
 
+/// All but the smallest documents become smaller than that.
+constexpr std::size_t leastCompression = 4;
+
 std::string urlOf(const std::optional<Value>& targetUri) {
     const auto* text = targetUri ? targetUri->string() : nullptr;
     if (text == nullptr) throw platform::InvalidArgumentException("the target URI is not set");
@@ -44,7 +47,7 @@ void startUpload(const UploadKind& kind, const std::string& json, const std::opt
     BSDebugger::log([&] { return fmt::format("{}[SDK->SERVER] {}{}", kind.logTag, json, kind.outgoingEnd); });
     // What is percent-encoded is ASCII, so its UTF-8 bytes are the text itself.
     PercentEncoder encoder(json);
-    auto body = HV_GZIP().gzippedPieces([&] { return encoder.next(); });
+    auto body = HV_GZIP().gzippedPieces([&] { return encoder.next(); }, json.size() / leastCompression);
 
     platform::HttpRequest request;
     request.url = urlOf(targetUri);
