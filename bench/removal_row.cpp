@@ -35,10 +35,11 @@ void fillFolder(const std::string& folder, std::size_t files) {
     }
 }
 
-/// The map, and queues whose records have been taken out.
+/// The map, and queues whose records have been taken out. On the disk: a removal waits for what is still on its way
+/// there.
 void makeSentDocument(DocumentManager& manager) {
     const auto id = sampleDocumentId(0);
-    appendToFile(storedFilePath(id), "{}", Durability::unsynced);
+    appendToFile(storedFilePath(id), "{}", Durability::synced);
     for (const auto kind : removedKinds) {
         QueueFile(queuePrefix(kind) + id).add(sampleRecord(0));
         manager.getQueue(queuePrefix(kind), id);
@@ -46,7 +47,7 @@ void makeSentDocument(DocumentManager& manager) {
 }
 
 Outcome byLibrary(const std::string& folder, std::size_t times, std::size_t files) {
-    auto& manager = startApp(folder, SyncPolicy::processExit);
+    auto& manager = startApp(folder, SyncPolicy::powerLoss);
     fillFolder(storageFolder(), files);
     const auto outcome = timedEach(
         times, [&] { makeSentDocument(manager); }, [&] { manager.removeSentDocument(sampleDocumentId(0)); });
@@ -61,7 +62,7 @@ Outcome byLimit(const std::string& folder, std::size_t times, std::size_t files)
     return timedEach(
         times,
         [&] {
-            for (std::size_t i = 0; i < filesOfADocument; ++i) appendToFile(path(i), "{}", Durability::unsynced);
+            for (std::size_t i = 0; i < filesOfADocument; ++i) appendToFile(path(i), "{}", Durability::synced);
         },
         [&] {
             benchmark::DoNotOptimize(lookAtEveryFile(folder));

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <fmt/format.h>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -127,15 +128,44 @@ DocumentNames DocumentNames::behind(const DocumentNames& earlier) const {
     return {std::move(names), std::move(account)};
 }
 
+namespace {
+
+/// Makes the value a list of the names. Those that stand in it already stay, because it may be long, and mostly its
+/// head has gone or a name comes behind its last. What raises does so before anything is changed.
+void putNames(Value& stored, const DocumentNames& names) {
+    if (stored.list() == nullptr) stored = List();
+    auto& list = *stored.list();
+    const auto holds = [&](std::size_t place, std::size_t index) {
+        const auto* name = place < list.size() && index < names.size() ? list[place].string() : nullptr;
+        return name != nullptr && *name == names.at(index);
+    };
+    std::size_t first = 0;
+    while (first < list.size() && !holds(first, 0)) ++first;
+    std::size_t kept = 0;
+    while (holds(first + kept, kept)) ++kept;
+    List rest;
+    for (auto i = kept; i < names.size(); ++i) rest.emplace_back(names.at(i));
+    list.reserve(names.size());
+
+    list.erase(list.begin(), list.begin() + static_cast<std::ptrdiff_t>(first));
+    list.resize(kept);
+    std::move(rest.begin(), rest.end(), std::back_inserter(list));
+}
+
+}  // namespace
+
 void storeDocumentNames() {
     (*documentDB)->load();  // a list of earlier lives that can only be read now comes into this one first
     auto stored = documetNameList->load();
     for (;;) {
         const auto& names = stored ? *stored : DocumentNames();
-        Dictionary members;
-        members.emplace(*DOCUMENT_TARGET_NAME, names.asList());
-        members.emplace(ledgerKey, storedAccount(names.account()));
-        (*documentDB)->putAll(std::move(members));
+        auto account = storedAccount(names.account());
+        (*documentDB)->change([&](Dictionary& held) {
+            auto& list = held[*DOCUMENT_TARGET_NAME];
+            auto& ledger = held[std::string(ledgerKey)];
+            putNames(list, names);
+            ledger = std::move(account);
+        });
         auto now = documetNameList->load();
         if (now == stored) return;
         stored = std::move(now);

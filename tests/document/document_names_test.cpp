@@ -1,6 +1,7 @@
 #include "harvelstone/document/document_names.hpp"
 
 #include "harvelstone/platform/Exception.hpp"
+#include "harvelstone/platform/Json.hpp"
 #include "harvelstone/services/TinyMap.hpp"
 
 #include "tests/support/DocumentTest.hpp"
@@ -89,6 +90,27 @@ TEST_F(StoredNames, AreStoredUnderTheKeyOfThePendingList) {
 
     EXPECT_THAT(storedIds(), ElementsAre("a", "b"));
     EXPECT_THAT(idsOnDisk(machine), ElementsAre("a", "b"));
+}
+
+TEST_F(StoredNames, ReplaceWhateverWasStored) {
+    manager();
+    const std::vector<Value> stored{
+        Value(),
+        "no list",
+        List{},
+        List{"b", "c"},
+        List{"b"},
+        List{"a", "b", "c", "d"},
+        List{"a", "c", "b"},
+        List{7, "b", nullptr, "c"},
+    };
+    for (const auto& before : stored)
+        for (const auto& names : {DocumentNames(), DocumentNames({"b", "c"}), DocumentNames({"x"})}) {
+            (*documentDB)->putAll({{pendingKey, before}});
+            documetNameList->store(names);
+            storeDocumentNames();
+            EXPECT_EQ((*documentDB)->get(pendingKey), Value(names.asList())) << platform::jsonText(before);
+        }
 }
 
 TEST_F(StoredNames, AreStoredOnceMoreWhenTheListChangesMeanwhile) {

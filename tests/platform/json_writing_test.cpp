@@ -10,6 +10,7 @@
 
 #include "tests/support/TestPlatform.hpp"
 #include "tests/support/independent_json.hpp"
+#include "tests/support/peak_memory.hpp"
 
 namespace harvelstone::platform {
 namespace {
@@ -149,6 +150,16 @@ TEST(JsonText, ReadsEveryDoubleBackToTheBit) {
         ASSERT_EQ(back->doubleValue(), number) << text;
         ASSERT_EQ(std::signbit(back->doubleValue()), std::signbit(number)) << text;
     }
+}
+
+TEST(JsonText, IsNotInMemoryTwiceWhileItIsWritten) {
+    constexpr std::size_t characters = 40;
+    constexpr std::size_t texts = 300'000;
+    const List list(texts, std::string(characters, 'x'));
+    std::string text;
+    const auto peak = testing::memoryPeakDuring([&] { text = jsonText(list); });
+    EXPECT_GT(text.size(), texts * characters);
+    EXPECT_LE(peak, text.size() + text.size() / 4);
 }
 
 TEST(SerializeJson, WritesAPayload) {

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
+#include <utility>
 
 #include "harvelstone/platform/Exception.hpp"
 
@@ -130,6 +131,20 @@ TEST(Value, CopiesAreIndependent) {
     EXPECT_EQ(original, Value(Dictionary{{"list", List{1}}}));
     EXPECT_EQ(copy, Value(Dictionary{{"list", List{1, 2}}}));
 }
+
+TEST(Value, HoldsNoDictionaryAfterItWasMovedFrom) {
+    Value from(Dictionary{{"a", 1}});
+    const Value to = std::move(from);
+    // NOLINTNEXTLINE(bugprone-use-after-move): what is left may be asked, copied and replaced.
+    EXPECT_EQ(from.dictionary(), nullptr);
+    Value copy = from;
+    EXPECT_EQ(copy, from);
+    from = Dictionary{{"b", 2}};
+    EXPECT_EQ(from, Value(Dictionary{{"b", 2}}));
+    EXPECT_EQ(to, Value(Dictionary{{"a", 1}}));
+}
+
+TEST(Value, TakesLittleMoreRoomThanAText) { EXPECT_LE(sizeof(Value), sizeof(std::string) + sizeof(void*)); }
 
 TEST(SetValue, PutsAndReplaces) {
     Dictionary dictionary{{"a", 1}};

@@ -233,6 +233,13 @@ TEST_F(VersionMarking, ALongListIsNotInMemoryTwice) {
     EXPECT_LE(ofMarking, ofList / 2);
 }
 
+TEST_F(VersionMarking, EarlierStampsInAListAreOverwritten) {
+    const Dictionary goal{{StaticValues::PARAM_AP_VR(), "2.0"}, {"g3", 50}, {StaticValues::PARAM_SDK_VERSION(), 7}};
+    document()->putMutableArray(key(TrackType::TYPE_GOAL()), {goal});
+    manager().markVersionInfo(document());
+    EXPECT_EQ(document()->getMutableArray(key(TrackType::TYPE_GOAL())), List{stamped({{"g3", 50}})});
+}
+
 TEST_F(VersionMarking, AListThatIsNoneBecomesAnEmptyOne) {
     document()->putString(key(TrackType::TYPE_GOAL()), "no list");
     manager().markVersionInfo(document());

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <random>
 #include <string>
+#include <utility>
 #include <zlib.h>
 
 namespace harvelstone {
@@ -71,6 +72,15 @@ TEST(HVGzip, CompressesPiecesAsIfTheyCameAtOnce) {
         return piece;
     });
     EXPECT_TRUE(compressed == HV_GZIP().gzippedData(text));
+}
+
+TEST(HVGzip, MakesTheSameOfPiecesHoweverLongItIsSaidToBecome) {
+    const auto text = randomBytes(100'000);
+    for (const std::size_t likelySize : {0U, 1'000U, 200'000U}) {
+        std::string_view rest = text;
+        const auto compressed = HV_GZIP().gzippedPieces([&] { return std::exchange(rest, {}); }, likelySize);
+        EXPECT_TRUE(compressed == HV_GZIP().gzippedData(text)) << likelySize;
+    }
 }
 
 TEST(HVGzip, CompressesNoPieceToAWholeStream) {
