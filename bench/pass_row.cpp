@@ -25,7 +25,11 @@ Outcome byLibrary(const std::string& folder, std::size_t times) {
     const auto client = std::make_shared<QuietHttpClient>();
     SendingApp app(folder, platformWith(client));
     return timedEach(
-        times, [&] { app.prepareFilledVisit(); },
+        times,
+        [&] {
+            app.prepareFilledVisit();
+            syncFileSystem(folder);  // records are on the disk long before their pass
+        },
         [&] {
             app.pass(SyncPolicy::powerLoss);
             client->requireRequest();

@@ -48,6 +48,13 @@ void syncFolder(const std::string& path) {
     require(::close(folder) == 0, path);
 }
 
+void syncFileSystem(const std::string& path) {
+    const int folder = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    require(folder >= 0, path);
+    require(::syncfs(folder) == 0, path);
+    require(::close(folder) == 0, path);
+}
+
 std::size_t lookAtEveryFile(const std::string& path) {
     const std::unique_ptr<DIR, CloseFolder> folder(::opendir(path.c_str()));
     require(folder != nullptr, path);

@@ -16,6 +16,8 @@ void appendToFile(const std::string& path, std::string_view bytes, Durability du
 void replaceFile(const std::string& path, std::string_view bytes);
 
 void syncFolder(const std::string& path);
+/// Of the file system that the folder lies on, everything.
+void syncFileSystem(const std::string& path);
 
 /// Lists the folder and asks for the attributes of each file in it. Gives their number.
 std::size_t lookAtEveryFile(const std::string& path);
