@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "harvelstone/platform/HostRunLoop.hpp"
+
 namespace harvelstone::tools {
 
 namespace {
@@ -130,6 +132,7 @@ AppMachine AppMachine::install(const std::string& documents, std::shared_ptr<pla
     platform.fileSystem = std::make_shared<ShiftedFileSystem>(machine.clock);
     platform.log = std::move(log);
     platform.httpClient = std::move(httpClient);
+    platform.mainQueue = platform::HostRunLoop::mainQueue();
     platform::Platform::install(std::move(platform));
     return machine;
 }

@@ -19,7 +19,7 @@ namespace harvelstone {
 /// Where the library runs what belongs on the main thread (the removal of sent documents' files).
 enum class MainQueueChoice {
     pumpedByHost,  ///< the host calls `Analytics::runMainQueue` from its own loop
-    ownThread,     ///< a thread of the library's own
+    ownThread,     ///< a thread of the library's own, which is there only while there is work
 };
 
 /// The settings of an app. What is left empty keeps the value of the last start, or its default.
@@ -99,7 +99,8 @@ class Analytics {
 
     /// Applies the options. The first call must come before any other operation if it sets the folder, the
     /// certificate authorities, the main queue, the log sink or the platform, because those are fixed from then on;
-    /// setting one of them later raises. Further calls change the other settings.
+    /// setting one of them later raises. A main queue or a sync policy left at its default counts as not set, and one
+    /// that is in force may be set again. Further calls change the other settings.
     static void configure(const AnalyticsOptions& options);
     /// The member profile, by names such as "mbr", "memberLvl", "gender", "age", "uvp1", "userId"; null clears
     /// a value: it is as on a fresh install.

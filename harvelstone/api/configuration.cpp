@@ -58,6 +58,16 @@ class LogToHost final : public platform::Log {
     std::function<void(std::string_view)> debugLog_;
 };
 
+/// Whether the options ask for a choice that is not in force. The default asks for nothing.
+bool choosesAnew(const AnalyticsOptions& options) {
+    using platform::SyncPolicy;
+    const auto& inForce = platform::Platform::current();
+    const bool isToBePumped = options.mainQueue == MainQueueChoice::pumpedByHost;
+    const bool isNotToSync = options.platform.syncPolicy == SyncPolicy::processExit;
+    return (isToBePumped && inForce.mainQueue != platform::HostRunLoop::mainQueue()) ||
+           (isNotToSync && inForce.syncPolicy != SyncPolicy::processExit);
+}
+
 bool setsMachine(const AnalyticsOptions& options) {
     const auto& platform = options.platform;
     return options.documentsFolder || options.certificateAuthorities || options.debugLog || platform.clock ||
@@ -78,9 +88,8 @@ platform::Platform machineFor(const AnalyticsOptions& options) {
         auto log = machine.log ? machine.log : std::make_shared<platform::StandardErrorLog>();
         machine.log = std::make_shared<LogToHost>(std::move(log), options.debugLog);
     }
-    if (!machine.mainQueue && options.mainQueue == MainQueueChoice::ownThread) {
-        machine.mainQueue = platform::HostRunLoop::onOwnThread();
-    }
+    if (!machine.mainQueue && options.mainQueue == MainQueueChoice::pumpedByHost)
+        machine.mainQueue = platform::HostRunLoop::mainQueue();
     return machine;
 }
 
@@ -133,7 +142,7 @@ void installMachine(const AnalyticsOptions& options) {
     try {
         platform::Platform::install(machineFor(options));
     } catch (const platform::InvalidArgumentException&) {
-        if (setsMachine(options)) throw;
+        if (setsMachine(options) || choosesAnew(options)) throw;
     }
 }
 

@@ -15,10 +15,10 @@ namespace harvelstone::platform {
 /// can ask for it with `current()`.
 class HostRunLoop final : public RunLoop, public std::enable_shared_from_this<HostRunLoop> {
   public:
-    /// The process's main queue unless another is installed. The host pumps it; never destroyed.
+    /// The process's main queue if the host has chosen to pump it; never destroyed.
     static std::shared_ptr<HostRunLoop> mainQueue();
-    /// A main queue for a host that has no loop to pump it from: its tasks run one after another on a thread of their
-    /// own, which is there only while there is work.
+    /// The main queue unless another is installed: its tasks run one after another on a thread of their own, which is
+    /// there only while there is work.
     static std::shared_ptr<RunLoop> onOwnThread();
 
     void post(Task task) override;

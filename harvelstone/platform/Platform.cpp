@@ -23,7 +23,7 @@ std::unique_ptr<Platform> completed(Platform platform) {
     if (!platform.clock) platform.clock = std::make_shared<SystemClock>();
     if (!platform.fileSystem) platform.fileSystem = std::make_shared<PosixFileSystem>();
     if (!platform.httpClient) platform.httpClient = std::make_shared<CurlHttpClient>();
-    if (!platform.mainQueue) platform.mainQueue = HostRunLoop::mainQueue();
+    if (!platform.mainQueue) platform.mainQueue = HostRunLoop::onOwnThread();
     if (!platform.workers) platform.workers = std::make_shared<WorkerThreads>();
     if (!platform.device) platform.device = std::make_shared<PosixDevice>();
     if (!platform.log) platform.log = std::make_shared<StandardErrorLog>();

@@ -20,7 +20,7 @@ enum class SyncPolicy {
 /// Everything that the library needs of the machine, in one bundle.
 ///
 /// Installed once, before the library is first used. A member left empty gets its default: the system's clock, POSIX
-/// files, libcurl, a main queue that the host pumps (`HostRunLoop::mainQueue()`), worker threads, standard error.
+/// files, libcurl, a main queue on a thread of its own (`HostRunLoop::onOwnThread()`), worker threads, standard error.
 struct Platform {
     std::shared_ptr<Clock> clock;
     std::shared_ptr<FileSystem> fileSystem;

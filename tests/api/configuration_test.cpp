@@ -1,4 +1,6 @@
+#include <chrono>
 #include <fstream>
+#include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -98,6 +100,44 @@ TEST_F(Configure, SettingsMayComeAfterTheFirstUse) {
 
     EXPECT_EQ(config()->getApVr(), Value("3.0"));
     EXPECT_THAT(reasonOfConfigure(), HasSubstr("already"));
+}
+
+TEST_F(Configure, AfterTheFirstUseTheMainQueueStillRunsByItself) {
+    setenv("XDG_DOCUMENTS_DIR", documents.path().c_str(), /*overwrite=*/1);
+    Analytics::setConsent(true);  // takes the default machine into use
+    Analytics::configure({});
+    std::promise<void> task;
+    platform::Platform::current().mainQueue->post([&] { task.set_value(); });
+
+    EXPECT_EQ(task.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+}
+
+TEST_F(Configure, AMainQueueThatIsPumpedIsRefusedAfterTheFirstUse) {
+    setenv("XDG_DOCUMENTS_DIR", documents.path().c_str(), /*overwrite=*/1);
+    Analytics::setConsent(true);
+    options.documentsFolder.reset();
+    options.mainQueue = MainQueueChoice::pumpedByHost;
+
+    EXPECT_THAT(reasonOfConfigure(), HasSubstr("already"));
+}
+
+TEST_F(Configure, AnotherSyncPolicyIsRefusedAfterTheFirstUse) {
+    Analytics::configure(options);
+    options.documentsFolder.reset();
+    options.platform.syncPolicy = platform::SyncPolicy::processExit;
+
+    EXPECT_THAT(reasonOfConfigure(), HasSubstr("already"));
+}
+
+TEST_F(Configure, AChoiceThatIsInForceMayBeMadeAgainOrLeftOut) {
+    options.mainQueue = MainQueueChoice::pumpedByHost;
+    options.platform.syncPolicy = platform::SyncPolicy::processExit;
+    Analytics::configure(options);
+    options.documentsFolder.reset();
+
+    EXPECT_NO_THROW(Analytics::configure(options));
+    EXPECT_NO_THROW(Analytics::configure({}));
+    EXPECT_EQ(platform::Platform::current().syncPolicy, platform::SyncPolicy::processExit);
 }
 
 TEST_F(Configure, ASecondFolderIsRefused) {

@@ -1,4 +1,6 @@
 /* The options: what may be left out, and hosts that were built with another version of the library. */
+#define _XOPEN_SOURCE 700
+
 #include <stddef.h>
 
 #include "tests/c_interface/client.h"
@@ -69,6 +71,27 @@ TEST(AFolderIsFixedByTheFirstCall) {
     CHECK_REFUSED(harvelstone_configure(&again), "already");
     const harvelstone_options later = {.size = sizeof later, .app_version = "2.2"};
     CHECK_OK(harvelstone_configure(&later));
+}
+
+/* Nothing answers at that address, so the document is given up, and its file goes a second later. */
+TEST(TheFilesOfDocumentsThatAreDoneGoWhateverWasCalledBeforeConfigure) {
+    setenv("XDG_DOCUMENTS_DIR", documents_folder(), 1);
+    CHECK_OK(harvelstone_set_consent(true));
+    const harvelstone_options late = {.size = sizeof late, .target_uri = "http://127.0.0.1:9/"};
+    CHECK_OK(harvelstone_configure(&late));
+    CHECK_OK(harvelstone_install_referrer(NULL));
+    char* receipt = NULL;
+    CHECK_OK(harvelstone_flush(20000, &receipt));
+    CHECK_HOLDS(receipt, "\"transport_failed\":1");
+    harvelstone_free_text(receipt);
+    CHECK_SOON(stored_documents() == 1);
+}
+
+TEST(AMainQueueThatIsPumpedIsRefusedAfterAnyOtherCall) {
+    setenv("XDG_DOCUMENTS_DIR", documents_folder(), 1);
+    CHECK_OK(harvelstone_set_consent(true));
+    const harvelstone_options late = {.size = sizeof late, .main_queue = HARVELSTONE_MAIN_QUEUE_PUMPED};
+    CHECK_REFUSED(harvelstone_configure(&late), "already");
 }
 
 /* Behind the options of an older host lies something else. */

@@ -1,6 +1,8 @@
 #include "harvelstone/platform/Platform.hpp"
 
 #include <atomic>
+#include <chrono>
+#include <future>
 #include <gtest/gtest.h>
 #include <memory>
 #include <set>
@@ -8,7 +10,6 @@
 #include <vector>
 
 #include "harvelstone/platform/Exception.hpp"
-#include "harvelstone/platform/HostRunLoop.hpp"
 
 #include "tests/support/TestPlatform.hpp"
 
@@ -37,7 +38,7 @@ TEST(InstalledPlatform, GetsADefaultForEachMemberLeftEmpty) {
     EXPECT_NE(dynamic_cast<platform::SystemClock*>(machine.clock.get()), nullptr);
     EXPECT_NE(dynamic_cast<platform::PosixFileSystem*>(machine.fileSystem.get()), nullptr);
     EXPECT_NE(machine.httpClient, nullptr);
-    EXPECT_EQ(machine.mainQueue, platform::HostRunLoop::mainQueue());
+    EXPECT_NE(machine.mainQueue, nullptr);
     EXPECT_NE(machine.workers, nullptr);
     EXPECT_NE(dynamic_cast<platform::PosixDevice*>(machine.device.get()), nullptr);
     EXPECT_NE(dynamic_cast<platform::StandardErrorLog*>(machine.log.get()), nullptr);
@@ -61,6 +62,14 @@ TEST(DefaultPlatform, ServesWhenNoneWasInstalledAndStays) {
     EXPECT_NE(dynamic_cast<platform::SystemClock*>(machine.clock.get()), nullptr);
     EXPECT_THROW(Platform::install({}), InvalidArgumentException);
     EXPECT_EQ(&Platform::current(), &machine);
+}
+
+TEST(DefaultPlatform, HasAMainQueueThatNobodyNeedsToPump) {
+    std::promise<std::thread::id> thread;
+    Platform::current().mainQueue->post([&] { thread.set_value(std::this_thread::get_id()); });
+    auto ran = thread.get_future();
+    ASSERT_EQ(ran.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_NE(ran.get(), std::this_thread::get_id());
 }
 
 TEST(DefaultPlatform, IsTheSameForThreadsThatAskAtOnce) {
