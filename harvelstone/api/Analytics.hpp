@@ -79,6 +79,7 @@ struct FlushReceipt {
 ///     options.appKey = "shop";
 ///     harvelstone::Analytics::configure(options);
 ///     harvelstone::Analytics::startVisit();
+///     harvelstone::Analytics::installReferrer({});  // there is none to wait for: else the first upload waits for 30 s
 ///     harvelstone::Analytics::page("home");
 ///     harvelstone::Analytics::send();
 ///

@@ -120,7 +120,7 @@ enum { HARVELSTONE_UNSET = 0, HARVELSTONE_NO = 1, HARVELSTONE_YES = 2 };
 typedef int32_t harvelstone_main_queue;
 enum {
     HARVELSTONE_MAIN_QUEUE_OWN_THREAD = 0,
-    HARVELSTONE_MAIN_QUEUE_PUMPED = 1 /**< by harvelstone_run_main_queue */
+    HARVELSTONE_MAIN_QUEUE_PUMPED = 1 /**< by harvelstone_run_main_queue; refused after any other call */
 };
 
 /** The settings of an app, as in AnalyticsOptions. Start from zeros, with the size set:
