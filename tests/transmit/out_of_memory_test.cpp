@@ -1,5 +1,7 @@
 // What the guards of the replies let pass: with an error of another kind than the platform's, here of the memory.
 
+#if !defined(HARVELSTONE_THREAD_SANITIZER)  // whose own operators Clang links in a way that nothing can replace
+
 #include <chrono>
 #include <cstdlib>
 #include <future>
@@ -102,3 +104,5 @@ TEST_F(OutOfMemory, TheReplyToAnImmediateUploadPassesItOn) {
 
 }  // namespace
 }  // namespace harvelstone::testing
+
+#endif
